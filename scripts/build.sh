@@ -4,6 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${FENTRA_BUILD_DIR:-build}
-cmake -S . -B "$build_dir" -G Ninja -DFENTRA_WERROR=ON "$@" > "$build_dir.configure.log" 2>&1 \
-  || { cat "$build_dir.configure.log"; exit 1; }
+mkdir -p "$build_dir"
+cmake -S . -B "$build_dir" -G Ninja -DFENTRA_WERROR=ON "$@" > "$build_dir/configure.log" 2>&1 \
+  || { cat "$build_dir/configure.log"; exit 1; }
 cmake --build "$build_dir"
