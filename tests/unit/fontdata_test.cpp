@@ -1,0 +1,305 @@
+// Checks the three fonts carried in data/: their glyph records, the sizes and colours the text
+// code relies on, how they pack into one texture at the font loader's maximum width of 2048,
+// and that the generator in tools/ still makes them byte for byte.
+
+#include "carried_data.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+struct glyph_record {
+  int width, height;
+  std::vector<unsigned char> pixels;
+};
+
+struct parsed_block {
+  std::vector<glyph_record> glyphs;
+  size_t end;       // offset just after the last record read
+  bool truncated;   // the last record runs past the block
+};
+
+// Reads records until the block ends or 512 have been read, as the loader does.
+parsed_block parse_block(const unsigned char* bytes, size_t size)
+{
+  parsed_block block{{}, 0, false};
+  while (block.end < size && block.glyphs.size() < 512) {
+    if (block.end + 2 > size) return block.truncated = true, block;
+    int w = bytes[block.end], h = bytes[block.end + 1];
+    size_t next = block.end + 2 + (size_t)w * h;
+    if (next > size) return block.truncated = true, block;
+    const unsigned char* p = bytes + block.end + 2;
+    block.glyphs.push_back({w, h, std::vector<unsigned char>(p, p + w * h)});
+    block.end = next;
+  }
+  return block;
+}
+
+struct carried_font {
+  const char* name;
+  const unsigned char* bytes;
+  unsigned size;
+  int line_height;
+  std::set<int> allowed_pixels;
+  int ink;   // the index of a glyph's strokes: every printable glyph has at least one
+};
+
+const carried_font fonts[] = {
+    {"ncgibig", data_ncgibig_fnt, data_ncgibig_fnt_size, 8, {0, 15, 255}, 15},
+    {"ncgismall", data_ncgismall_fnt, data_ncgismall_fnt_size, 5, {0, 7, 15}, 15},
+    {"captionfont", data_captionfont_fnt, data_captionfont_fnt_size, 20,
+     {4, 11, 12, 15, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35,
+      36, 37, 38, 39, 255},
+     39},
+};
+
+const carried_font& font_named(const std::string& name)
+{
+  for (const carried_font& f : fonts)
+    if (name == f.name) return f;
+  throw std::runtime_error("no font " + name);
+}
+
+std::vector<glyph_record> glyphs_of(const carried_font& f)
+{
+  return parse_block(f.bytes, f.size).glyphs;
+}
+
+bool is_placeholder(int code)
+{
+  return (code < 32 || code > 126) && code != 162 && code != 163 && code != 166 && code != 172;
+}
+
+TEST(CarriedFonts, AreExactly256WholeRecordsWithTheirLineHeight)
+{
+  for (const carried_font& f : fonts) {
+    parsed_block block = parse_block(f.bytes, f.size);
+    EXPECT_FALSE(block.truncated) << f.name;
+    EXPECT_EQ(block.glyphs.size(), 256u) << f.name;
+    EXPECT_EQ(block.end, f.size) << f.name << ": records must end exactly at the block's end";
+    int tallest = 0;
+    for (const glyph_record& g : block.glyphs) tallest = std::max(tallest, g.height);
+    EXPECT_EQ(tallest, f.line_height) << f.name;
+  }
+}
+
+TEST(CarriedFonts, UseOnlyTheirOwnPaletteIndices)
+{
+  for (const carried_font& f : fonts) {
+    std::vector<glyph_record> glyphs = glyphs_of(f);
+    for (size_t code = 0; code < glyphs.size(); code++)
+      for (unsigned char k : glyphs[code].pixels)
+        EXPECT_TRUE(f.allowed_pixels.count(k)) << f.name << " code " << code << " uses " << (int)k;
+  }
+}
+
+TEST(CarriedFonts, NamedGlyphsHaveTheirSizesAndColours)
+{
+  struct expected_glyph {
+    const char* font;
+    int code, width, height;
+    int only_pixel;   // -1: any content
+  };
+  const expected_glyph table[] = {
+      {"captionfont", ',', 5, 20, -1},   {"captionfont", 'g', 10, 20, -1},
+      {"captionfont", '-', 6, 11, -1},   {"captionfont", '=', 12, 13, -1},
+      {"captionfont", 9, 16, 1, 255},    {"captionfont", ' ', 2, 1, 255},
+      {"ncgibig", ' ', 2, 1, 255},       {"ncgismall", ' ', 1, 1, 0},
+  };
+  for (const expected_glyph& e : table) {
+    const glyph_record g = glyphs_of(font_named(e.font))[e.code];
+    std::string where = std::string(e.font) + " code " + std::to_string(e.code);
+    EXPECT_EQ(g.width, e.width) << where;
+    EXPECT_EQ(g.height, e.height) << where;
+    if (e.only_pixel >= 0) {
+      for (unsigned char k : g.pixels) EXPECT_EQ(k, e.only_pixel) << where;
+    }
+  }
+}
+
+TEST(CarriedFonts, PlaceholdersFillTheUnprintableCodes)
+{
+  for (const carried_font& f : fonts) {
+    std::vector<glyph_record> glyphs = glyphs_of(f);
+    bool caption = f.line_height == 20;
+    for (int code = 0; code < 256; code++) {
+      if (!is_placeholder(code) || (caption && code == 9)) continue;
+      const glyph_record& g = glyphs[code];
+      std::string where = std::string(f.name) + " code " + std::to_string(code);
+      if (!caption) {
+        EXPECT_EQ(g.width, 1) << where;
+        EXPECT_EQ(g.height, 1) << where;
+        continue;
+      }
+      // A 3 x 5 box: a cyan frame for control codes, a red one above 126.
+      ASSERT_EQ(g.width, 3) << where;
+      ASSERT_EQ(g.height, 5) << where;
+      int frame = code < 32 ? 11 : 12;
+      for (int y = 0; y < 5; y++)
+        for (int x = 0; x < 3; x++)
+          if (x != 1 || y == 0 || y == 4) {
+            EXPECT_EQ(g.pixels[y * 3 + x], frame) << where;
+          }
+    }
+  }
+}
+
+TEST(CarriedFonts, PrintableGlyphsHaveInkAndAreAllDifferent)
+{
+  for (const carried_font& f : fonts) {
+    std::vector<glyph_record> glyphs = glyphs_of(f);
+    std::vector<int> codes;
+    for (int code = 33; code <= 126; code++) codes.push_back(code);
+    for (int code : {162, 163, 166, 172}) codes.push_back(code);   // cent, pound, broken bar, not
+    for (int code : codes) {
+      const glyph_record& g = glyphs[code];
+      int ink = 0;
+      for (unsigned char k : g.pixels) ink += k == f.ink;
+      EXPECT_GT(ink, 0) << f.name << " '" << (char)code << "' (" << code << ") has no ink";
+      if (f.line_height != 20) {   // blocky glyphs are whole cells of the line
+        EXPECT_EQ(g.height, f.line_height) << f.name << " '" << (char)code << "'";
+      }
+    }
+    for (int a = 33; a <= 126; a++)
+      for (int b = a + 1; b <= 126; b++)
+        EXPECT_FALSE(glyphs[a].width == glyphs[b].width && glyphs[a].height == glyphs[b].height &&
+                     glyphs[a].pixels == glyphs[b].pixels)
+            << f.name << ": '" << (char)a << "' and '" << (char)b << "' are the same glyph";
+  }
+}
+
+// Caption glyphs hang from the top of the line: a glyph is cut below its lowest inked row,
+// unless it reaches below the baseline, when it takes the whole line.
+TEST(CarriedFonts, CaptionGlyphsAreTopAlignedAndCutBelowTheirInk)
+{
+  std::vector<glyph_record> glyphs = glyphs_of(font_named("captionfont"));
+  for (char c : std::string("gjpqy,;()[]|")) EXPECT_EQ(glyphs[(unsigned char)c].height, 20) << c;
+  std::set<int> heights_on_baseline;
+  for (char c : std::string("aceoxzACEHOXZ.0123456789!?:")) {
+    EXPECT_LT(glyphs[(unsigned char)c].height, 20) << c;
+    heights_on_baseline.insert(glyphs[(unsigned char)c].height);
+  }
+  EXPECT_EQ(heights_on_baseline.size(), 1u) << "glyphs sitting on the baseline end on one row";
+  EXPECT_LT(glyphs['^'].height, glyphs['='].height);
+  for (int code = 33; code <= 126; code++) {
+    const glyph_record& g = glyphs[code];
+    if (g.height == 20) continue;
+    bool last_row_inked = false;
+    const unsigned char* last_row = &g.pixels[(g.height - 1) * g.width];
+    for (int x = 0; x < g.width; x++) last_row_inked |= last_row[x] != 255;
+    EXPECT_TRUE(last_row_inked) << "'" << (char)code << "' has blank rows at the bottom";
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Shelf packing of the loader: slots in order, gap = line height / 4, a new shelf when the
+// running x passes 2048; texture sides are powers of two.
+
+struct packing {
+  int shelves, last_shelf_y, texture_width, texture_height;
+};
+
+int power_of_two_at_least(int v)
+{
+  int p = 1;
+  while (p < v) p *= 2;
+  return p;
+}
+
+packing pack(const std::vector<glyph_record>& glyphs)
+{
+  const int max_width = 2048;
+  int line_height = 1;
+  for (const glyph_record& g : glyphs) line_height = std::max(line_height, g.height);
+  int gap = line_height / 4, x = 0, y = 0, needed = 1, shelves = 1;
+  for (const glyph_record& g : glyphs) {
+    int glyph_x = x;
+    x += g.width + gap;
+    if (x > max_width) {
+      y += line_height + gap;
+      shelves++;
+      glyph_x = 0;
+      x = g.width + gap;
+    }
+    needed = std::max(needed, glyph_x + g.width);
+  }
+  return {shelves, y, power_of_two_at_least(needed), power_of_two_at_least(y + line_height)};
+}
+
+TEST(ShelfPacking, OverflowStartsANewShelfBelowTheGap)
+{
+  std::vector<glyph_record> glyphs(3, glyph_record{1000, 8, {}});
+  packing p = pack(glyphs);
+  EXPECT_EQ(p.shelves, 2);
+  EXPECT_EQ(p.last_shelf_y, 10);          // 8 rows plus the gap of 2
+  EXPECT_EQ(p.texture_width, 2048);       // second glyph ends at 2002
+  EXPECT_EQ(p.texture_height, 32);        // 10 + 8 = 18
+}
+
+TEST(ShelfPacking, CarriedFontsGetTheirTextures)
+{
+  struct expected_packing {
+    const char* font;
+    packing result;
+  };
+  const expected_packing table[] = {
+      {"captionfont", {2, 25, 2048, 64}},
+      {"ncgibig", {1, 0, 2048, 8}},
+      {"ncgismall", {1, 0, 1024, 8}},
+  };
+  for (const expected_packing& e : table) {
+    packing p = pack(glyphs_of(font_named(e.font)));
+    EXPECT_EQ(p.shelves, e.result.shelves) << e.font;
+    EXPECT_EQ(p.last_shelf_y, e.result.last_shelf_y) << e.font;
+    EXPECT_EQ(p.texture_width, e.result.texture_width) << e.font;
+    EXPECT_EQ(p.texture_height, e.result.texture_height) << e.font;
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+
+#ifdef FONTGEN_PATH
+std::vector<unsigned char> read_file(const std::filesystem::path& path)
+{
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
+}
+#endif
+
+TEST(FontGenerator, ReproducesTheCarriedFontsByteForByte)
+{
+#ifndef FONTGEN_PATH
+  GTEST_SKIP() << "fontgen was not built (FreeType missing)";
+#else
+  std::filesystem::path dir = std::filesystem::temp_directory_path() /
+                              ("fontgen_test_" + std::to_string(getpid()));
+  std::filesystem::create_directories(dir);
+  std::string command = std::string(FONTGEN_PATH) + " " + dir.string() + " > " +
+                        (dir / "log.txt").string() + " 2>&1";
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;
+  for (const carried_font& f : fonts) {
+    std::string file = std::string(f.name) + ".fnt";
+    std::vector<unsigned char> made = read_file(dir / file);
+    std::vector<unsigned char> committed = read_file(std::filesystem::path(FENTRA_SOURCE_DIR) /
+                                                     "data" / file);
+    EXPECT_EQ(made, committed) << file << " differs from the generator's output";
+    EXPECT_EQ(made, std::vector<unsigned char>(f.bytes, f.bytes + f.size))
+        << file << " differs from the block built into the program";
+  }
+  std::filesystem::remove_all(dir);
+#endif
+}
+
+}   // namespace
