@@ -1,0 +1,163 @@
+// The event pump: drains SDL's queue into the mouse, wheel, typed-text, size and quit
+// state, keeps a full-screen window on top (or minimised after Alt+Tab) and takes the
+// keyboard snapshot once a frame. The pump never blocks.
+#include "Morvane/gfx_opengl.h"
+#include "Morvane/gfx_opengl/gfx_internal.h"
+
+#include <SDL.h>
+
+#include <cstring>
+
+int mouse_x = 0, mouse_y = 0;
+unsigned mouse_buttons = 0;
+unsigned mouse_buttons_previous = 0;
+unsigned mouse_raw_buttons = 0;
+int mouse_click_suppressed = 1;   // a button held while the window opens is ignored
+char typed_text[500];
+unsigned char minimised_by_alt_tab = 0;
+void (*keyboard_snapshot_source)(unsigned char snapshot[256]) = nullptr;
+
+static struct {
+    bool gesture_api_loaded;
+} events;
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] Typed text
+
+int typed_text_append(char c)
+{
+    size_t length = strlen(typed_text);
+    if (length >= 499) return 0;
+    typed_text[length] = c;
+    typed_text[length + 1] = 0;
+    return 1;
+}
+
+char next_typed_char()
+{
+    char c = typed_text[0];
+    if (c) memmove(typed_text, typed_text + 1, strlen(typed_text));
+    return c;
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] Mouse
+
+// Button bits as the program keeps them: left 0x01, right 0x02, middle 0x10.
+static unsigned raw_from_mask(Uint32 mask)
+{
+    return ((mask & SDL_BUTTON_LMASK) ? 0x01u : 0u) | ((mask & SDL_BUTTON_RMASK) ? 0x02u : 0u) |
+           ((mask & SDL_BUTTON_MMASK) ? 0x10u : 0u);
+}
+
+static unsigned raw_from_button(Uint8 button)
+{
+    return button == SDL_BUTTON_LEFT ? 0x01u : button == SDL_BUTTON_RIGHT ? 0x02u
+         : button == SDL_BUTTON_MIDDLE ? 0x10u : 0u;
+}
+
+// Position as unsigned 16-bit client coordinates; the held buttons replace the button
+// bits but leave this frame's wheel bits. Until every button has been up once, button
+// changes are ignored, so a press that began before the window existed never counts.
+static void mouse_message(int x, int y, unsigned raw)
+{
+    mouse_x = (unsigned short)x;
+    mouse_y = (unsigned short)y;
+    mouse_raw_buttons = raw & 0x13;
+    if (!mouse_raw_buttons) mouse_click_suppressed = 0;
+    else if (mouse_click_suppressed) return;
+    mouse_buttons = (mouse_buttons & 0x0C) | mouse_raw_buttons;
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] The window procedure
+
+static void window_procedure(SDL_Event &e)
+{
+    switch (e.type) {
+    case SDL_MOUSEMOTION:
+        mouse_message(e.motion.x, e.motion.y, raw_from_mask(e.motion.state));
+        break;
+    case SDL_MOUSEBUTTONDOWN:
+        mouse_message(e.button.x, e.button.y, mouse_raw_buttons | raw_from_button(e.button.button));
+        break;
+    case SDL_MOUSEBUTTONUP:
+        mouse_message(e.button.x, e.button.y, mouse_raw_buttons & ~raw_from_button(e.button.button));
+        break;
+    case SDL_MOUSEWHEEL: {
+        int turn = e.wheel.direction == SDL_MOUSEWHEEL_FLIPPED ? -e.wheel.y : e.wheel.y;
+        if (turn == 0) break;   // a sideways turn is not the wheel the program reads
+        mouse_buttons |= turn > 0 ? 0x04u : 0x08u;
+        break;
+    }
+    case SDL_TEXTINPUT:
+        for (const char *c = e.text.text; *c; ++c) typed_text_append(*c);
+        break;
+    case SDL_KEYDOWN:
+        // auto-repeat changes nothing: the snapshot is the state, not the events
+        if (!e.key.repeat) keyboard_latch_keydown(e.key.keysym.scancode);
+        break;
+    case SDL_MULTIGESTURE:
+    case SDL_DOLLARGESTURE:
+        if (gesture_handler) gesture_handler(e.type, (long long)(intptr_t)&e);
+        break;
+    case SDL_WINDOWEVENT:
+        if (e.window.event == SDL_WINDOWEVENT_SIZE_CHANGED)
+            resize_view(e.window.data1, e.window.data2);
+        else if (e.window.event == SDL_WINDOWEVENT_CLOSE) {
+            graphics_close();
+            quit_requested = 1;
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] The pump
+
+int pump_events()
+{
+    mouse_buttons_previous = mouse_buttons;
+    mouse_buttons &= ~0x0Cu;   // the wheel bits last one frame
+    SDL_Event e;
+    while (SDL_PollEvent(&e)) {
+        if (e.type == SDL_QUIT) {   // the queue has ended: later events stay where they are
+            graphics_close();
+            quit_requested = 1;
+            return 1;
+        }
+        window_procedure(e);
+    }
+    SDL_Window *window = graphics_window();
+    if (window && (SDL_GetWindowFlags(window) & SDL_WINDOW_MINIMIZED)) {
+        minimised_by_alt_tab = 0;   // no snapshot: key_state keeps its last value
+        return quit_requested;
+    }
+    if (window && !minimised_by_alt_tab && !windowed) SDL_SetWindowAlwaysOnTop(window, SDL_TRUE);
+
+    if (keyboard_snapshot_source) {
+        memcpy(key_state_previous, key_state, sizeof key_state);
+        keyboard_snapshot_source(key_state);
+    } else {
+        int count = 0;
+        const Uint8 *keys = SDL_GetKeyboardState(&count);
+        keyboard_snapshot(keys, count, raw_from_mask(SDL_GetMouseState(nullptr, nullptr)));
+    }
+    if (window && key_held(VK_MENU) && key_held(VK_TAB)) {
+        minimised_by_alt_tab = 1;
+        SDL_MinimizeWindow(window);
+    } else if (window && minimised_by_alt_tab) {
+        SDL_MinimizeWindow(window);
+    }
+    return quit_requested;
+}
+
+// SDL delivers gestures as events of its own, so there are no entry points to look up:
+// the once-only load is kept so that a gesture handler can rely on it having been done.
+void gesture_api_load()
+{
+    if (events.gesture_api_loaded) return;
+    events.gesture_api_loaded = true;
+}

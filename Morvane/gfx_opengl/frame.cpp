@@ -1,0 +1,66 @@
+// The frame protocol: presenting a frame, clearing the next one with a colour that is
+// handed to GL only when it changes, pacing to at most one frame every 0.012 s, and the
+// resolution check at the head of each pass of the frame loop.
+#include "Morvane/gfx_opengl.h"
+#include "Morvane/gfx_opengl/gfx_internal.h"
+
+#include <SDL.h>
+#include <SDL_opengl.h>
+
+// Matches no 0xRRGGBB colour, so the first frame always applies its clear colour.
+unsigned clear_colour_applied = 0x01000000;
+
+static struct {
+    double frame_start;   // time_now at the last frame check
+} frame;
+
+void end_frame(unsigned colour)
+{
+    glFinish();
+    SDL_GL_SwapWindow(graphics_window());
+    if (colour != clear_colour_applied) {
+        glClearColor((colour >> 16) / 255.0f, ((colour >> 8) & 255) / 255.0f,
+                     (colour & 255) / 255.0f, 0.0f);
+        clear_colour_applied = colour;
+    }
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glLoadIdentity();
+}
+
+// After two swaps the front buffer shows what the back buffer held; later drawing goes
+// straight to the visible buffer.
+void end_frame_no_clear()
+{
+    glFinish();
+    SDL_GL_SwapWindow(graphics_window());
+    SDL_GL_SwapWindow(graphics_window());
+    glDrawBuffer(GL_FRONT);
+    glLoadIdentity();
+}
+
+void end_frame_twice(unsigned colour)
+{
+    end_frame(colour);
+    end_frame(colour);
+}
+
+// A busy wait: sleeping would overshoot by the scheduler's granularity.
+void pace_frame(double frame_start)
+{
+    while (time_now() - frame_start < 0.012) {
+    }
+}
+
+void graphics_frame_check(const char *source, int line)
+{
+    if (screen_width == 0)
+        fatal_error(source, line,
+                    "GRAPHICS() macro not called at LOOP start, or no resolution specified", 0);
+    frame.frame_start = time_now();
+}
+
+void graphics_frame_end()
+{
+    end_frame(0);
+    pace_frame(frame.frame_start);
+}

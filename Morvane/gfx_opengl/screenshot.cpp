@@ -1,0 +1,135 @@
+// Screenshots: reading the frame buffer, writing it as an uncompressed 24-bit BMP, and
+// turning that into a PNG with the outside "magick" tool, keeping the BMP only when the
+// conversion left no PNG. Also the file-name helpers the conversion uses.
+#include "Morvane/gfx_opengl.h"
+
+#include <SDL_opengl.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] File names and files
+
+int bmp_row_stride(int width) { return (width * 3 + 3) & ~3; }
+
+// The last '.' of the name, looking back from its last character and never at its first
+// (a leading dot starts a name, not an extension); nullptr when there is none. The scan
+// does not stop at path separators.
+static const char *extension_dot(const char *name)
+{
+    for (const char *p = name + strlen(name) - 1; p > name; --p)
+        if (*p == '.') return p;
+    return nullptr;
+}
+
+char *replace_extension(const char *name, const char *extension)
+{
+    char *out = (char *)malloc(strlen(name) + strlen(extension) + 2);
+    strcpy(out, name);
+    const char *dot = extension_dot(name);
+    if (dot) strcpy(out + (dot - name) + 1, extension);
+    else strcat(strcat(out, "."), extension);
+    return out;
+}
+
+int file_exists(const char *name)
+{
+    FILE *f = fopen(name, "rb");
+    if (!f) return 0;
+    fclose(f);
+    return 1;
+}
+
+int delete_file(const char *name) { return remove(name) == 0; }
+
+void screenshot_name(char *out, int size, const char *prefix, double t)
+{
+    // the clock in units of 0.3 s, wrapping every 30000 s
+    snprintf(out, size, "%s_%05d.bmp", prefix, (int)(t * 3.3333333333333335) % 100000);
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] BMP
+
+static void put16(unsigned char *p, unsigned v) { p[0] = (unsigned char)v, p[1] = (unsigned char)(v >> 8); }
+static void put32(unsigned char *p, unsigned v)
+{
+    put16(p, v & 0xFFFF);
+    put16(p + 2, v >> 16);
+}
+
+void bmp_header(unsigned char h[54], int width, int height)
+{
+    memset(h, 0, 54);
+    h[0] = 'B', h[1] = 'M';
+    put32(h + 2, (unsigned)(height * bmp_row_stride(width) + 54));
+    put32(h + 10, 54);
+    put32(h + 14, 40);
+    put32(h + 18, (unsigned)width);
+    put32(h + 22, (unsigned)height);
+    put16(h + 26, 1);
+    put16(h + 28, 24);
+    put32(h + 34, 200208);   // a fixed image-size field; readers take the size from the file size
+    put32(h + 38, 2834);     // 72 dpi in pixels per metre
+    put32(h + 42, 2834);
+}
+
+// Converts the BMP to a PNG of the same name; the BMP goes only when the PNG is there.
+static void convert_to_png(const char *bmp_name)
+{
+    char *png_name = replace_extension(bmp_name, "png");
+    char command[300];
+    snprintf(command, sizeof command, "magick -quality 95 \"%s\" \"%s\"", bmp_name, png_name);
+    if (system(command) == -1) {
+        // no shell: the BMP stays, as when the tool is missing
+    }
+    if (file_exists(png_name)) delete_file(bmp_name);
+    free(png_name);
+}
+
+void write_bmp(const void *pixels, int width, int height, const char *file_name, int convert)
+{
+    unsigned char header[54];
+    bmp_header(header, width, height);
+    FILE *f = fopen(file_name, "wb");
+    if (f) {
+        fwrite(header, 1, 54, f);
+        fwrite(pixels, 1, (size_t)bmp_row_stride(width) * height, f);
+        fclose(f);
+    }
+    if (convert) convert_to_png(file_name);
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] Reading the screen
+
+// Rows bottom-up in blue, green, red order, padded to 4 bytes: the BMP layout as it is.
+unsigned char *read_screen_rect(int x, int y, int width, int height)
+{
+    unsigned char *pixels = (unsigned char *)malloc((size_t)bmp_row_stride(width) * height);
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glReadPixels(x, screen_height - (y + height), width, height, GL_BGR, GL_UNSIGNED_BYTE,
+                 pixels);
+    return pixels;
+}
+
+void save_screen_rect(int x, int y, int width, int height, const char *file_name, int convert)
+{
+    unsigned char *pixels = read_screen_rect(x, y, width, height);
+    write_bmp(pixels, width, height, file_name, convert);
+    free(pixels);
+}
+
+void save_screen(const char *file_name, int convert)
+{
+    save_screen_rect(0, 0, screen_width, screen_height, file_name, convert);
+}
+
+void save_screenshot(const char *prefix)
+{
+    char name[300];
+    screenshot_name(name, sizeof name, prefix, time_now());
+    save_screen(name, 1);
+}

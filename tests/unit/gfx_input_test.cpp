@@ -1,0 +1,283 @@
+// Input and frame logic without a window: the scancode to virtual-key table, keyboard
+// snapshots with edge detection and tap latching, the typed-text queue, the clip stack
+// and the frame loop's resolution check.
+#define MORVANE_SOURCE "input_test"
+#include "Morvane/gfx_opengl.h"
+#include "Morvane/gfx_opengl/gfx_internal.h"
+
+#include <SDL_keyboard.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+TEST(key_table, scancodes_to_virtual_keys)
+{
+    const struct { int scancode; int vk; } cases[] = {
+        {SDL_SCANCODE_A, 'A'}, {SDL_SCANCODE_K, 'K'}, {SDL_SCANCODE_Q, 'Q'}, {SDL_SCANCODE_S, 'S'},
+        {SDL_SCANCODE_Z, 'Z'}, {SDL_SCANCODE_1, '1'}, {SDL_SCANCODE_9, '9'}, {SDL_SCANCODE_0, '0'},
+        {SDL_SCANCODE_SPACE, 0x20}, {SDL_SCANCODE_ESCAPE, 0x1B}, {SDL_SCANCODE_TAB, 0x09},
+        {SDL_SCANCODE_RETURN, 0x0D}, {SDL_SCANCODE_KP_ENTER, 0x0D}, {SDL_SCANCODE_BACKSPACE, 0x08},
+        {SDL_SCANCODE_LSHIFT, 0xA0}, {SDL_SCANCODE_RSHIFT, 0xA1}, {SDL_SCANCODE_LCTRL, 0xA2},
+        {SDL_SCANCODE_RCTRL, 0xA3}, {SDL_SCANCODE_LALT, 0xA4}, {SDL_SCANCODE_RALT, 0xA5},
+        {SDL_SCANCODE_LEFT, 0x25}, {SDL_SCANCODE_UP, 0x26}, {SDL_SCANCODE_RIGHT, 0x27},
+        {SDL_SCANCODE_DOWN, 0x28}, {SDL_SCANCODE_F1, 0x70}, {SDL_SCANCODE_F5, 0x74},
+        {SDL_SCANCODE_F12, 0x7B}, {SDL_SCANCODE_F13, 0x7C}, {SDL_SCANCODE_KP_PLUS, 0x6B},
+        {SDL_SCANCODE_KP_MINUS, 0x6D}, {SDL_SCANCODE_KP_MULTIPLY, 0x6A},
+        {SDL_SCANCODE_KP_DIVIDE, 0x6F}, {SDL_SCANCODE_KP_PERIOD, 0x6E}, {SDL_SCANCODE_KP_0, 0x60},
+        {SDL_SCANCODE_KP_1, 0x61}, {SDL_SCANCODE_KP_5, 0x65}, {SDL_SCANCODE_KP_9, 0x69},
+        {SDL_SCANCODE_PAGEUP, 0x21}, {SDL_SCANCODE_PAGEDOWN, 0x22}, {SDL_SCANCODE_END, 0x23},
+        {SDL_SCANCODE_HOME, 0x24}, {SDL_SCANCODE_INSERT, 0x2D}, {SDL_SCANCODE_DELETE, 0x2E},
+        {SDL_SCANCODE_CAPSLOCK, 0x14}, {SDL_SCANCODE_PAUSE, 0x13}, {SDL_SCANCODE_LGUI, 0x5B},
+        {SDL_SCANCODE_MINUS, 0xBD}, {SDL_SCANCODE_EQUALS, 0xBB}, {SDL_SCANCODE_COMMA, 0xBC},
+        {SDL_SCANCODE_PERIOD, 0xBE}, {SDL_SCANCODE_SLASH, 0xBF}, {SDL_SCANCODE_GRAVE, 0xC0},
+        {SDL_SCANCODE_UNKNOWN, 0}, {SDL_SCANCODE_MUTE, 0}, {-1, 0}, {SDL_NUM_SCANCODES, 0},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(scancode_virtual_key(c.scancode), c.vk) << SDL_GetScancodeName((SDL_Scancode)c.scancode)
+                                                          << " (" << c.scancode << ")";
+    // every letter and digit by its character code
+    for (int i = 0; i < 26; ++i) EXPECT_EQ(scancode_virtual_key(SDL_SCANCODE_A + i), 'A' + i);
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(scancode_virtual_key(SDL_SCANCODE_1 + i), '1' + i);
+    for (int i = 0; i < 12; ++i) EXPECT_EQ(scancode_virtual_key(SDL_SCANCODE_F1 + i), 0x70 + i);
+}
+
+TEST(key_table, no_two_keys_share_a_code_except_the_two_enters_and_backslashes)
+{
+    int owner[256];
+    for (int &o : owner) o = -1;
+    for (int s = 0; s < SDL_NUM_SCANCODES; ++s) {
+        int vk = scancode_virtual_key(s);
+        if (!vk) continue;
+        if (owner[vk] >= 0) {
+            bool allowed = (vk == 0x0D && s == SDL_SCANCODE_KP_ENTER) ||
+                           (vk == 0xDC && s == SDL_SCANCODE_NONUSHASH);
+            EXPECT_TRUE(allowed) << SDL_GetScancodeName((SDL_Scancode)s) << " and "
+                                 << SDL_GetScancodeName((SDL_Scancode)owner[vk]) << " share "
+                                 << vk;
+        } else {
+            owner[vk] = s;
+        }
+    }
+}
+
+// A keyboard as SDL reports it: one byte a scancode, non-zero = down.
+struct fake_keyboard {
+    unsigned char down[SDL_NUM_SCANCODES] = {};
+    void snapshot(unsigned mouse = 0) { keyboard_snapshot(down, SDL_NUM_SCANCODES, mouse); }
+};
+
+static void clear_keys()
+{
+    memset(key_state, 0, sizeof key_state);
+    memset(key_state_previous, 0, sizeof key_state_previous);
+    fake_keyboard().snapshot();   // empties the latch
+    memset(key_state_previous, 0, sizeof key_state_previous);
+}
+
+TEST(keyboard, held_key_is_pressed_once_then_held_then_released)
+{
+    clear_keys();
+    fake_keyboard kb;
+    kb.down[SDL_SCANCODE_K] = 1;
+    const struct { bool down, held, pressed; } frames[] = {
+        {true, true, true}, {true, true, false}, {true, true, false},
+        {false, false, false}, {true, true, true},
+    };
+    int n = 0;
+    for (const auto &f : frames) {
+        kb.down[SDL_SCANCODE_K] = f.down;
+        kb.snapshot();
+        EXPECT_EQ(key_held('K'), f.held) << "frame " << n;
+        EXPECT_EQ(key_pressed('K'), f.pressed) << "frame " << n;
+        EXPECT_FALSE(key_held('J')) << "frame " << n;
+        ++n;
+    }
+}
+
+TEST(keyboard, tap_within_one_pump_counts_for_exactly_one_frame)
+{
+    clear_keys();
+    fake_keyboard kb;   // the key is already up again when the snapshot is taken
+    keyboard_latch_keydown(SDL_SCANCODE_P);
+    kb.snapshot();
+    EXPECT_TRUE(key_pressed('P'));
+    kb.snapshot();
+    EXPECT_FALSE(key_held('P'));
+    EXPECT_TRUE(key_state_previous['P'] & 0x80);   // the release edge is visible
+    kb.snapshot();
+    EXPECT_FALSE(key_held('P'));
+    EXPECT_FALSE(key_state_previous['P'] & 0x80);
+
+    // a latched key that is still held simply stays held
+    keyboard_latch_keydown(SDL_SCANCODE_ESCAPE);
+    kb.down[SDL_SCANCODE_ESCAPE] = 1;
+    kb.snapshot();
+    kb.snapshot();
+    EXPECT_TRUE(key_held(VK_ESCAPE));
+    EXPECT_FALSE(key_pressed(VK_ESCAPE));
+}
+
+TEST(keyboard, either_side_of_a_modifier_sets_the_generic_code)
+{
+    const struct { int scancode, side, generic; } cases[] = {
+        {SDL_SCANCODE_LSHIFT, VK_LSHIFT, VK_SHIFT}, {SDL_SCANCODE_RSHIFT, VK_RSHIFT, VK_SHIFT},
+        {SDL_SCANCODE_LCTRL, VK_LCONTROL, VK_CONTROL}, {SDL_SCANCODE_RCTRL, VK_RCONTROL, VK_CONTROL},
+        {SDL_SCANCODE_LALT, VK_LMENU, VK_MENU}, {SDL_SCANCODE_RALT, VK_RMENU, VK_MENU},
+    };
+    for (const auto &c : cases) {
+        clear_keys();
+        fake_keyboard kb;
+        kb.down[c.scancode] = 1;
+        kb.snapshot();
+        EXPECT_TRUE(key_held(c.side)) << c.side;
+        EXPECT_TRUE(key_held(c.generic)) << c.side;
+        int others = 0;
+        for (int vk = 0; vk < 256; ++vk) others += (key_state[vk] & 0x80) ? 1 : 0;
+        EXPECT_EQ(others, 2) << "only the side and the generic code for " << c.side;
+    }
+    // Control held and S newly pressed: the screenshot chord
+    clear_keys();
+    fake_keyboard kb;
+    kb.down[SDL_SCANCODE_LCTRL] = 1;
+    kb.snapshot();
+    kb.down[SDL_SCANCODE_S] = 1;
+    kb.snapshot();
+    EXPECT_TRUE(key_held(VK_CONTROL) && key_pressed('S'));
+    EXPECT_FALSE(key_pressed(VK_CONTROL));
+}
+
+TEST(keyboard, mouse_buttons_appear_in_the_snapshot_and_upper_half_is_copied)
+{
+    clear_keys();
+    key_state[300] = 7;   // the snapshot fills only the first 256 entries
+    fake_keyboard kb;
+    kb.snapshot(0x01 | 0x10);
+    EXPECT_TRUE(key_held(VK_LBUTTON));
+    EXPECT_FALSE(key_held(VK_RBUTTON));
+    EXPECT_TRUE(key_held(VK_MBUTTON));
+    EXPECT_EQ(key_state[300], 7);
+    EXPECT_EQ(key_state_previous[300], 7);
+    kb.snapshot(0x02);
+    EXPECT_TRUE(key_held(VK_RBUTTON));
+    EXPECT_FALSE(key_held(VK_LBUTTON));
+    key_state[300] = 0;
+}
+
+TEST(typed_text, queue_is_capped_at_499_characters)
+{
+    typed_text[0] = 0;
+    std::string typed;
+    int kept = 0;
+    for (int i = 0; i < 600; ++i) {
+        char c = (char)('a' + i % 26);
+        typed += c;
+        kept += typed_text_append(c);
+    }
+    EXPECT_EQ(kept, 499);
+    EXPECT_EQ(strlen(typed_text), 499u);
+    EXPECT_EQ(std::string(typed_text), typed.substr(0, 499));
+
+    // taking one makes room for one more
+    EXPECT_EQ(next_typed_char(), 'a');
+    EXPECT_EQ(strlen(typed_text), 498u);
+    EXPECT_EQ(typed_text[0], 'b');
+    EXPECT_EQ(typed_text_append('!'), 1);
+    EXPECT_EQ(typed_text_append('?'), 0);
+    EXPECT_EQ(typed_text[498], '!');
+}
+
+TEST(typed_text, characters_come_out_in_order_then_zero)
+{
+    typed_text[0] = 0;
+    EXPECT_EQ(next_typed_char(), 0);
+    for (char c : std::string("Fx 1")) typed_text_append(c);
+    std::string out;
+    for (char c; (c = next_typed_char()) != 0;) out += c;
+    EXPECT_EQ(out, "Fx 1");
+    EXPECT_EQ(typed_text[0], 0);
+}
+
+TEST(clip_stack, pushes_intersect_with_the_top)
+{
+    clip_stack s = {};
+    const struct { int in[4]; int out[4]; } pushes[] = {
+        {{0, 0, 100, 100}, {0, 0, 100, 100}},        // the first is taken as it is
+        {{50, -10, 200, 60}, {50, 0, 100, 60}},      // clamped into the first
+        {{-5, 20, 70, 500}, {50, 20, 70, 60}},
+        {{150, 150, 300, 300}, {70, 60, 70, 60}},    // wholly outside: an empty rectangle
+    };
+    int depth = 0;
+    for (const auto &p : pushes) {
+        ASSERT_EQ(clip_stack_push(&s, p.in[0], p.in[1], p.in[2], p.in[3]), 1);
+        ++depth;
+        ASSERT_EQ(s.depth, depth);
+        for (int i = 0; i < 4; ++i) EXPECT_EQ(s.rect[depth - 1][i], p.out[i]) << "push " << depth << " corner " << i;
+    }
+    EXPECT_EQ(clip_stack_pop(&s), 3);
+    EXPECT_EQ(s.rect[2][0], 50);   // the new top is the third push
+    EXPECT_EQ(clip_stack_pop(&s), 2);
+    EXPECT_EQ(clip_stack_pop(&s), 1);
+    EXPECT_EQ(clip_stack_pop(&s), 0);
+    EXPECT_EQ(clip_stack_pop(&s), -1);
+    EXPECT_EQ(s.depth, 0);
+}
+
+TEST(clip_stack, holds_at_most_200)
+{
+    clip_stack s = {};
+    for (int i = 0; i < 200; ++i) ASSERT_EQ(clip_stack_push(&s, i, i, 1000 - i, 1000 - i), 1) << i;
+    EXPECT_EQ(clip_stack_push(&s, 0, 0, 5, 5), 0);
+    EXPECT_EQ(s.depth, 200);
+    EXPECT_EQ(s.rect[199][0], 199);   // the ignored push changed nothing
+    // a pop after an ignored push removes a real entry
+    EXPECT_EQ(clip_stack_pop(&s), 199);
+    EXPECT_EQ(s.rect[198][0], 198);
+}
+
+static int print_record(report_record *r)
+{
+    fprintf(stderr, "%s:%d %s\n", r->source, r->line, r->message ? r->message : "");
+    return 0;
+}
+
+// Runs the frame loop once when `run` is set; `line` receives the line the loop is on.
+static void frame_loop(int *line, bool run)
+{
+    *line = __LINE__; if (run) LOOP { break; }
+}
+
+TEST(frame_loop_death, loop_without_a_resolution_is_fatal_with_the_callers_place)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    int line = 0;
+    frame_loop(&line, false);
+    std::string expected = "input_test:" + std::to_string(line) +
+                           " GRAPHICS\\(\\) macro not called at LOOP start, or no resolution specified";
+    EXPECT_EXIT(
+        {
+            report_handler = print_record;
+            screen_width = 0;
+            frame_loop(&line, true);
+            exit(0);
+        },
+        testing::ExitedWithCode(1), expected);
+}
+
+TEST(frame_loop, check_passes_with_a_resolution_and_paces_from_its_stamp)
+{
+    static double fake_now;
+    double (*saved)() = time_now;
+    time_now = [] { return fake_now += 0.001; };   // each reading advances 1 ms
+    screen_width = 640;
+    fake_now = 5.0;
+    graphics_frame_check("input_test", 1);
+    double start = fake_now;
+    pace_frame(start);
+    EXPECT_NEAR(fake_now - start, 0.012, 1e-9);   // waits until 0.012 s have passed
+    pace_frame(fake_now - 1.0);                     // an old stamp: no wait beyond one reading
+    EXPECT_NEAR(fake_now - start, 0.013, 1e-9);
+    time_now = saved;
+    screen_width = 0;
+}

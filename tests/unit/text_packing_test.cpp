@@ -1,0 +1,281 @@
+// Bitmap text without a display: shelf packing of glyph-record blocks (synthetic, carried and
+// random ones), the registry's order and growth, the current font's metrics, and unloading.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "Morvane/random.h"
+#include "carried_data.h"
+#include "text_fonts.h"
+
+namespace {
+
+struct packed {
+    BitmapFont font;
+    int records;
+};
+
+std::unique_ptr<packed> pack(const std::vector<unsigned char> &bytes, int maxtx) {
+    auto p = std::make_unique<packed>();
+    memset(&p->font, 0x5A, sizeof p->font);   // every table entry must be written
+    p->records = packfontdata(bytes.data(), bytes.size(), maxtx, &p->font);
+    return p;
+}
+
+struct shelf_case {
+    const char *name;
+    std::vector<glyph_shape> glyphs;
+    int maxtx;
+    int records, line_height, texture_width, texture_height;
+    std::vector<std::pair<int, int>> positions;   // glyphX, glyphY of the first glyphs
+};
+
+TEST(TextPacking, ShelvesGapsAndTextureSizes) {
+    const shelf_case cases[] = {
+        {"one 3x5 glyph, gap 1", {{3, 5, 15}}, 2048, 1, 5, 4, 8, {{0, 0}, {4, 0}}},
+        {"third glyph starts a shelf", {{5, 8, 15}, {5, 8, 15}, {5, 8, 15}}, 16, 3, 8, 16, 32,
+         {{0, 0}, {7, 0}, {0, 10}, {7, 10}}},
+        {"a glyph ending exactly at maxtx stays", {{5, 8, 15}, {5, 8, 15}, {5, 8, 15}}, 14, 3, 8, 16, 32,
+         {{0, 0}, {7, 0}, {0, 10}}},
+        {"a glyph wider than maxtx widens the texture", {{40, 8, 15}}, 16, 1, 8, 64, 32, {{0, 10}}},
+        {"line height is the tallest glyph, gap a quarter of it", {{2, 3, 15}, {2, 13, 15}}, 2048, 2, 13,
+         8, 16, {{0, 0}, {5, 0}, {10, 0}}},
+        {"zero-width glyphs take only the gap", {{0, 4, 15}, {0, 4, 15}, {3, 4, 15}}, 2048, 3, 4, 8, 4,
+         {{0, 0}, {1, 0}, {2, 0}, {6, 0}}},
+    };
+    for (const shelf_case &c : cases) {
+        auto p = pack(font_block(c.glyphs), c.maxtx);
+        const BitmapFont &f = p->font;
+        EXPECT_EQ(p->records, c.records) << c.name;
+        EXPECT_EQ(f.lineHeight, c.line_height) << c.name;
+        EXPECT_EQ(f.textureWidth, c.texture_width) << c.name;
+        EXPECT_EQ(f.textureHeight, c.texture_height) << c.name;
+        for (size_t i = 0; i < c.positions.size(); i++) {
+            EXPECT_EQ(f.glyphX[i], c.positions[i].first) << c.name << ", glyph " << i;
+            EXPECT_EQ(f.glyphY[i], c.positions[i].second) << c.name << ", glyph " << i;
+        }
+        // Slots past the block have no width and sit at the cursor where packing ended.
+        for (int i = c.records; i < font_slots; i++) {
+            ASSERT_EQ(f.glyphWidth[i], 0) << c.name << ", slot " << i;
+            ASSERT_EQ(f.glyphX[i], f.glyphX[font_slots - 1]) << c.name << ", slot " << i;
+            ASSERT_EQ(f.glyphY[i], f.glyphY[font_slots - 1]) << c.name << ", slot " << i;
+        }
+    }
+}
+
+TEST(TextPacking, EmptyBlockGivesOneTexelFont) {
+    auto p = pack({}, 2048);
+    EXPECT_EQ(p->records, 0);
+    EXPECT_EQ(p->font.lineHeight, 1);
+    EXPECT_EQ(p->font.textureWidth, 1);
+    EXPECT_EQ(p->font.textureHeight, 1);
+    EXPECT_EQ(p->font.maxGlyphWidth, 0);
+    EXPECT_EQ(p->font.referenceAdvance, 1);
+    for (int i = 0; i < font_slots; i++) {
+        ASSERT_EQ(p->font.glyphWidth[i], 0) << i;
+        ASSERT_EQ(p->font.glyphX[i], 0) << i;   // gap 0: the cursor never moves
+    }
+}
+
+TEST(TextPacking, OnlyTheFirst512RecordsAreUsed) {
+    std::vector<glyph_shape> glyphs(600, glyph_shape{1, 1, 15});
+    glyphs[511] = {7, 3, 15};
+    glyphs[512] = {9, 30, 15};   // would raise the line height and the widest glyph if read
+    auto p = pack(font_block(glyphs), 2048);
+    EXPECT_EQ(p->records, 512);
+    EXPECT_EQ(p->font.lineHeight, 3);
+    EXPECT_EQ(p->font.maxGlyphWidth, 7);
+    EXPECT_EQ(p->font.glyphWidth[511], 7);
+}
+
+TEST(TextPacking, TruncatedBlockStopsAtLastWholeRecord) {
+    std::vector<unsigned char> whole = font_block({{2, 2, 15}, {3, 4, 15}, {1, 1, 15}});
+    struct cut { const char *name; std::vector<unsigned char> tail; };
+    const cut cuts[] = {
+        {"header only", {9, 30}},
+        {"header and part of the pixels", {4, 4, 15, 15, 15, 15, 15}},
+        {"a lone width byte", {8}},
+    };
+    for (const cut &c : cuts) {
+        std::vector<unsigned char> bytes = whole;
+        bytes.insert(bytes.end(), c.tail.begin(), c.tail.end());
+        // An exact-size heap copy, so that a read past the end would be caught by the sanitizer.
+        std::unique_ptr<unsigned char[]> exact(new unsigned char[bytes.size()]);
+        memcpy(exact.get(), bytes.data(), bytes.size());
+        BitmapFont f;
+        int records = packfontdata(exact.get(), bytes.size(), 2048, &f);
+        EXPECT_EQ(records, 3) << c.name;
+        EXPECT_EQ(f.glyphWidth[3], 0) << c.name;
+        EXPECT_EQ(f.lineHeight, 4) << c.name;   // the cut record's height does not count
+    }
+}
+
+TEST(TextPacking, MetricsFromTheBlock) {
+    auto p = pack(ascii_block(6, 9), 2048);
+    EXPECT_EQ(p->records, 256);
+    EXPECT_EQ(p->font.maxGlyphWidth, 6);
+    EXPECT_EQ(p->font.referenceAdvance, 7);   // 'C' is 6 wide
+    EXPECT_EQ(p->font.glyphWidth['i'], 2);
+    EXPECT_EQ(p->font.glyphWidth[' '], 2);
+}
+
+// The three fonts the program carries, packed against a 2048-texel limit.
+TEST(TextPacking, CarriedFonts) {
+    struct carried { const char *name; const unsigned char *bytes; unsigned size; int line_height, gap,
+                     texture_width, texture_height, shelves; };
+    const carried fonts[] = {
+        {"captionfont", data_captionfont_fnt, data_captionfont_fnt_size, 20, 5, 2048, 64, 2},
+        {"ncgibig", data_ncgibig_fnt, data_ncgibig_fnt_size, 8, 2, 2048, 8, 1},
+        {"ncgismall", data_ncgismall_fnt, data_ncgismall_fnt_size, 5, 1, 1024, 8, 1},
+    };
+    for (const carried &c : fonts) {
+        BitmapFont f;
+        int records = packfontdata(c.bytes, c.size, 2048, &f);
+        EXPECT_EQ(records, 256) << c.name;
+        EXPECT_EQ(f.lineHeight, c.line_height) << c.name;
+        EXPECT_EQ(f.textureWidth, c.texture_width) << c.name;
+        EXPECT_EQ(f.textureHeight, c.texture_height) << c.name;
+        // Glyphs on one shelf sit their width plus the gap apart.
+        int shelves = 1;
+        for (int i = 1; i < 256; i++) {
+            if (f.glyphY[i] == f.glyphY[i - 1]) {
+                ASSERT_EQ(f.glyphX[i], f.glyphX[i - 1] + f.glyphWidth[i - 1] + c.gap) << c.name << " " << i;
+            } else {
+                ASSERT_EQ(f.glyphY[i], f.glyphY[i - 1] + c.line_height + c.gap) << c.name << " " << i;
+                ASSERT_EQ(f.glyphX[i], 0) << c.name << " " << i;
+                shelves++;
+            }
+        }
+        EXPECT_EQ(shelves, c.shelves) << c.name;
+    }
+    BitmapFont caption;
+    packfontdata(data_captionfont_fnt, data_captionfont_fnt_size, 2048, &caption);
+    EXPECT_EQ(caption.glyphY[255], 25) << "the caption font's second shelf starts at row 25";
+}
+
+// Random blocks: whatever the bytes, packing reads only whole records inside the block and
+// places every glyph inside a power-of-two texture.
+TEST(TextPacking, RandomBlocksStayInsideBlockAndTexture) {
+    uint32_t state = 12345;
+    auto next = [&state]() { state = state * 1664525u + 1013904223u; return state >> 8; };
+    const int limits[] = {1, 7, 64, 2048};
+    for (int iteration = 0; iteration < 3000; iteration++) {
+        size_t size = next() % 3000;
+        std::unique_ptr<unsigned char[]> bytes(new unsigned char[size ? size : 1]);
+        // Small sizes most of the time, so that many records fit.
+        for (size_t i = 0; i < size; i++) bytes[i] = (unsigned char)(next() % 4 ? next() % 9 : next());
+        int maxtx = limits[iteration % 4];
+        BitmapFont f;
+        int records = packfontdata(bytes.get(), size, maxtx, &f);
+        ASSERT_LE(records, font_slots);
+        size_t used = 0;
+        for (int i = 0; i < records; i++) used += 2 + (size_t)bytes[used] * bytes[used + 1];
+        ASSERT_LE(used, size) << "iteration " << iteration;
+        ASSERT_TRUE(records == font_slots || size - used < 2 ||
+                    2 + (size_t)bytes[used] * bytes[used + 1] > size - used) << "iteration " << iteration;
+        ASSERT_EQ(f.textureWidth & (f.textureWidth - 1), 0);
+        ASSERT_EQ(f.textureHeight & (f.textureHeight - 1), 0);
+        for (int i = 0; i < records; i++) {
+            ASSERT_LE(f.glyphX[i] + f.glyphWidth[i], f.textureWidth) << "iteration " << iteration;
+            ASSERT_LE(f.glyphY[i] + f.lineHeight, f.textureHeight) << "iteration " << iteration;
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------
+// Registry
+
+struct TextRegistry : ::testing::Test {
+    void SetUp() override { reset_test_fonts(); }
+    void TearDown() override { reset_test_fonts(); }
+};
+
+TEST_F(TextRegistry, KeepsLoadingOrderAndGrowsByAQuarter) {
+    const int expected_capacity[] = {1, 2, 3, 5, 5, 7, 7, 10};
+    std::vector<unsigned char> block = ascii_block(8, 8);
+    BitmapFont *fonts[8];
+    for (int i = 0; i < 8; i++) {
+        char name[16];
+        snprintf(name, sizeof name, "font%d", i);
+        fonts[i] = register_test_font(name, block);
+        EXPECT_EQ(font_registry.capacity, expected_capacity[i]) << "after " << i + 1 << " fonts";
+    }
+    for (int i = 0; i < 8; i++) EXPECT_EQ(font_registry.fonts[i], fonts[i]);
+    EXPECT_EQ(current_font, fonts[0]) << "the first font registered becomes current";
+}
+
+TEST_F(TextRegistry, SetfontComputesScaledMetrics) {
+    BitmapFont *a = register_test_font("a", ascii_block(6, 10));
+    BitmapFont *b = register_test_font("b", ascii_block(8, 8));
+    EXPECT_EQ(current_line_height, 10);
+    EXPECT_EQ(current_cell_width, 6);
+    EXPECT_EQ(current_reference_advance, 7);
+    // A variant of a: its metrics come from a's tables scaled by its own style.
+    BitmapFont variant = *b;
+    variant.style = fontstyle{a, 1.5f, 2.25f, 0.0f, 0.0f, 0, 0};
+    setfont(&variant);
+    EXPECT_EQ(current_cell_width, 9);
+    EXPECT_EQ(current_line_height, 22);
+    EXPECT_EQ(current_reference_advance, 10);   // (int)(7 x 1.5)
+    EXPECT_EQ(current_style.scaleY, 2.25f);
+    setfont(nullptr);
+    EXPECT_EQ(current_font, &variant);
+    current_line_height = 99;
+    setfont(&variant);
+    EXPECT_EQ(current_line_height, 99) << "setting the current font again recomputes nothing";
+    setfont(b);
+    EXPECT_EQ(current_line_height, 8);
+}
+
+TEST_F(TextRegistry, UnloadingCurrentFontPicksARandomSuccessor) {
+    std::vector<unsigned char> block = ascii_block(8, 8);
+    BitmapFont *a = register_test_font("a", block);
+    BitmapFont *b = register_test_font("b", block);
+    BitmapFont *c = register_test_font("c", block);
+    BitmapFont *d = register_test_font("d", block);
+    setfont(c);
+    // The generator's first draws are 41 and 18467: (int)(3 x (41 / 32768 + 18467) / 32768) = 1.
+    random15_restart();
+    unloadfont("C");
+    ASSERT_EQ(font_registry.count, 3);
+    EXPECT_EQ(font_registry.fonts[0], a);
+    EXPECT_EQ(font_registry.fonts[1], b);
+    EXPECT_EQ(font_registry.fonts[2], d);
+    EXPECT_EQ(current_font, b);
+
+    unloadfont("nothing-of-that-name");
+    EXPECT_EQ(font_registry.count, 3);
+    unloadfont("a");   // not current: no draw, no change of font
+    EXPECT_EQ(current_font, b);
+    EXPECT_EQ(font_registry.count, 2);
+}
+
+TEST_F(TextRegistry, UnloadingFamilyRemovesBaseAndVariants) {
+    std::vector<unsigned char> block = ascii_block(8, 8);
+    BitmapFont *a = register_test_font("a", block);
+    BitmapFont *b = register_test_font("b", block);
+    findfont("b:scale=2");
+    findfont("a:scale=3");
+    findfont("b:italic");
+    ASSERT_EQ(font_registry.count, 5);
+    unloadfontfamily("b");
+    ASSERT_EQ(font_registry.count, 2);
+    EXPECT_EQ(font_registry.fonts[0], a);
+    EXPECT_STREQ(font_registry.fonts[1]->name, "a:width=3:height=3");
+    EXPECT_EQ(current_font, a);
+    (void)b;
+    // A variant's family is only the variant itself when nothing derives from it: nothing goes.
+    unloadfontfamily("a:scale=3");
+    EXPECT_EQ(font_registry.count, 2);
+}
+
+TEST_F(TextRegistry, LastFontUnloadedLeavesNoCurrentFont) {
+    register_test_font("only", ascii_block(8, 8));
+    unloadfont("only");
+    EXPECT_EQ(font_registry.count, 0);
+    EXPECT_EQ(current_font, nullptr);
+    EXPECT_EQ(current_line_height, 0);
+}
+
+}  // namespace
