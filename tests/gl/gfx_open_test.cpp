@@ -173,7 +173,11 @@ static void open_explicit_resolution_with_offset()
     int x, y;
     SDL_GetWindowPosition(window, &x, &y);
     CHILD_CHECK(x == 10 && y == 0, "at %d, %d", x, y);
-    for (int i = 0; i < 3; ++i) pump_events();
+    // The X server confirms the keep-on-top state asynchronously: pump until it shows.
+    for (int i = 0; i < 200 && !(SDL_GetWindowFlags(window) & SDL_WINDOW_ALWAYS_ON_TOP); ++i) {
+        pump_events();
+        SDL_Delay(10);
+    }
     CHILD_CHECK(SDL_GetWindowFlags(window) & SDL_WINDOW_ALWAYS_ON_TOP,
                 "full screen is kept on top");
     exit(0);
