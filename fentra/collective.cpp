@@ -32,10 +32,12 @@ void space_charge_kick()
     }
     // The field inside a uniform ellipse of semi-axes a, b grows as x / (a (a + b)) and
     // y / (b (a + b)); 0.0005 is the beam's fixed strength. A beam with no extent in one plane
-    // (every particle at 0 there) gets no kick in that plane instead of 0 x infinity.
+    // (every particle at 0 there) divides by zero: that plane's angles become NaN, as the
+    // program has always done; the particles then survive the aperture test (NaN compares
+    // false) until the next beam replaces them.
     const double c = 0.0005 / (a + b);
-    if (a > 0) kick_plane(n, beam_xp, beam_x, beam_momentum, sim.step_length, 1 / a, c);
-    if (b > 0) kick_plane(n, beam_yp, beam_y, beam_momentum, sim.step_length, 1 / b, c);
+    kick_plane(n, beam_xp, beam_x, beam_momentum, sim.step_length, 1 / a, c);
+    kick_plane(n, beam_yp, beam_y, beam_momentum, sim.step_length, 1 / b, c);
 }
 
 // ---- Luminosity
