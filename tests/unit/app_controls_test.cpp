@@ -1,0 +1,343 @@
+// The controls and the heads-up logic without a display: magnet settings from held keys and
+// touch drag, lattice switching, the toggles, the speed keys, the pole letters, the odd touch
+// "Reset" region and the spark count. Key snapshots are written straight into key_state.
+#include "Morvane/gfx_opengl.h"
+#include "fentra/controls.h"
+#include "fentra/hud.h"
+#include "fentra/lattice.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <initializer_list>
+
+// This frame's snapshot holds `now`, the previous one `before`.
+static void snapshot(std::initializer_list<int> now, std::initializer_list<int> before = {})
+{
+    memset(key_state, 0, sizeof key_state);
+    memset(key_state_previous, 0, sizeof key_state_previous);
+    for (int k : now) key_state[k] = 0x80;
+    for (int k : before) key_state_previous[k] = 0x80;
+}
+
+struct Controls : testing::Test {
+    void SetUp() override
+    {
+        allocate_particles();
+        reset_simulation_state();
+        magnets = magnet_settings{};
+        snapshot({});
+    }
+};
+
+// ---- Magnets from held keys ---------------------------------------------------------------
+
+TEST_F(Controls, HeldKeysGiveMagnetSettingsAndPairsCancel)
+{
+    struct magnet_case {
+        const char *name;
+        std::initializer_list<int> keys;
+        double steering, quad, sextupole, octupole, solenoid;
+    } cases[] = {
+        {"nothing held", {}, 0, 0, 0, 0, 0},
+        {"2", {'2'}, 1.0 / 30, 0, 0, 0, 0},
+        {"3", {'3'}, -1.0 / 30, 0, 0, 0, 0},
+        {"2 and 3 cancel", {'2', '3'}, 0, 0, 0, 0, 0},
+        {"4", {'4'}, 0, 2, 0, 0, 0},
+        {"5", {'5'}, 0, -2, 0, 0, 0},
+        {"4 and 5 cancel", {'4', '5'}, 0, 0, 0, 0, 0},
+        {"Left", {VK_LEFT}, 0, 2, 0, 0, 0},
+        {"Right", {VK_RIGHT}, 0, -2, 0, 0, 0},
+        {"4 and Left add", {'4', VK_LEFT}, 0, 4, 0, 0, 0},
+        {"4 and Right cancel", {'4', VK_RIGHT}, 0, 0, 0, 0, 0},
+        {"6", {'6'}, 0, 0, 30, 0, 0},
+        {"7", {'7'}, 0, 0, -30, 0, 0},
+        {"8", {'8'}, 0, 0, 0, 900, 0},
+        {"9", {'9'}, 0, 0, 0, -900, 0},
+        {"O", {'O'}, 0, 0, 0, 0, 1},
+        {"0", {'0'}, 0, 0, 0, 0, -1},
+        {"O and 0 cancel", {'O', '0'}, 0, 0, 0, 0, 0},
+        {"1 does nothing", {'1'}, 0, 0, 0, 0, 0},
+        {"everything at once", {'2', '4', VK_LEFT, '6', '8', 'O'}, 1.0 / 30, 4, 30, 900, 1},
+    };
+    for (const magnet_case &c : cases) {
+        snapshot(c.keys);
+        read_magnet_keys();
+        EXPECT_DOUBLE_EQ(magnets.steering, c.steering) << c.name;
+        EXPECT_DOUBLE_EQ(magnets.quad_strength, c.quad) << c.name;
+        EXPECT_DOUBLE_EQ(magnets.sextupole, c.sextupole) << c.name;
+        EXPECT_DOUBLE_EQ(magnets.octupole, c.octupole) << c.name;
+        EXPECT_DOUBLE_EQ(magnets.solenoid, c.solenoid) << c.name;
+    }
+}
+
+TEST(TouchDrag, HorizontalDragInStepsOfAFifthOfAPercent)
+{
+    struct drag_case {
+        const char *name;
+        int touch_mode;
+        unsigned buttons;
+        int previous_buttons, previous_x, x, W;
+        int expected;
+    } cases[] = {
+        {"no touch screen", 0, 1, 1, 500, 400, 1920, 0},
+        {"not touching now", 1, 0, 1, 500, 400, 1920, 0},
+        {"not touching before", 1, 1, 0, 500, 400, 1920, 0},
+        {"left by 100 at W/250 = 7 pixels a unit", 1, 1, 1, 500, 400, 1920, 14},
+        {"right by 100", 2, 1, 1, 400, 500, 1920, -14},
+        {"less than a unit", 1, 1, 1, 500, 494, 1920, 0},
+        {"exactly a unit", 1, 1, 1, 500, 493, 1920, 1},
+        {"narrow screen: a pixel a unit", 1, 1, 1, 50, 40, 200, 10},
+    };
+    for (const drag_case &c : cases)
+        EXPECT_EQ(touch_drag_quadrupole(c.touch_mode, c.buttons, c.previous_buttons,
+                                        c.previous_x, c.x, c.W),
+                  c.expected)
+            << c.name;
+}
+
+// ---- Lattice keys -------------------------------------------------------------------------
+
+TEST_F(Controls, LatticeKeysSwitchKoraAndFodo)
+{
+    struct lattice_case {
+        const char *name;
+        bool kora, fodo;
+        std::initializer_list<int> keys;
+        bool kora_next, fodo_after, fodo_beam;
+        int count_after;
+        double speed_after;
+    } cases[] = {
+        {"no key", false, false, {}, false, false, false, 1234, 8},
+        {"no key, KORA stays", true, false, {}, true, false, false, 1234, 8},
+        {"I switches KORA on, beam kept", false, false, {'I'}, true, false, false, 1234, 8},
+        {"I switches KORA on and the FODO cell off", false, true, {'I'}, true, false, false, 1234, 8},
+        {"I switches KORA off and the speed to 1", true, false, {'I'}, false, false, false, 1234, 1},
+        {"I and F with KORA on: off, then F toggles", true, false, {'I', 'F'}, false, true, true, 10000, 1},
+        {"I and F with KORA off: FODO on", false, false, {'I', 'F'}, false, true, true, 10000, 8},
+        {"I and F with FODO on: stays on, new beam", false, true, {'I', 'F'}, false, true, true, 10000, 8},
+        {"F switches FODO on with its beam", false, false, {'F'}, false, true, true, 10000, 8},
+        {"F switches FODO off and empties the beam", false, true, {'F'}, false, false, false, 0, 8},
+        {"F in KORA: FODO on, KORA off", true, false, {'F'}, false, true, true, 10000, 8},
+    };
+    for (const lattice_case &c : cases) {
+        reset_simulation_state();
+        sim.kora_lattice = c.kora;
+        sim.fodo_cell = c.fodo;
+        sim.particle_count = 1234;
+        sim.simulation_speed = 8;
+        sim.ring_position = 0.7;   // FODO drift: no quadrupole
+        sim.peak_luminosity = 5e30;
+        magnets.quad_strength = 0;
+        snapshot(c.keys);
+        lattice_outcome o = lattice_keys();
+        EXPECT_EQ(o.kora_next, c.kora_next) << c.name;
+        EXPECT_EQ(sim.fodo_cell, c.fodo_after) << c.name;
+        EXPECT_EQ(o.fodo_beam, c.fodo_beam) << c.name;
+        EXPECT_EQ(sim.particle_count, c.count_after) << c.name;
+        EXPECT_EQ(sim.simulation_speed, c.speed_after) << c.name;
+        if (c.fodo_beam) {
+            EXPECT_EQ(sim.ring_position, 0) << c.name;
+            EXPECT_FALSE(sim.kora_lattice) << c.name;
+            EXPECT_EQ(sim.peak_luminosity, 5e30) << c.name << ": the FODO beam keeps the peak";
+        } else {
+            EXPECT_EQ(sim.ring_position, 0.7) << c.name;
+        }
+    }
+}
+
+TEST_F(Controls, FodoQuadrupoleAddsToTheKeyboardOne)
+{
+    struct fodo_case {
+        const char *name;
+        double ring_position, keyboard, expected;
+    } cases[] = {
+        {"focusing quadrupole at 0.1 m", 0.1, 2, 3.384},
+        {"drift at 0.5 m", 0.5, -2, -2},
+        {"defocusing quadrupole, second cell", 4.5, 0, -1.384},
+    };
+    for (const fodo_case &c : cases) {
+        sim.fodo_cell = true;
+        sim.ring_position = c.ring_position;
+        magnets.quad_strength = c.keyboard;
+        snapshot({});
+        lattice_keys();
+        EXPECT_DOUBLE_EQ(magnets.quad_strength, c.expected) << c.name;
+    }
+    // Switched on this frame: the cell's quadrupole acts at once (ring position 0 after the beam).
+    sim.fodo_cell = false;
+    magnets.quad_strength = 0;
+    snapshot({'F'});
+    lattice_keys();
+    EXPECT_DOUBLE_EQ(magnets.quad_strength, 1.384);
+}
+
+// ---- Toggles, speed, quit ------------------------------------------------------------------
+
+TEST_F(Controls, TogglesActOncePerPress)
+{
+    struct toggle_case {
+        const char *name;
+        std::initializer_list<int> now, before;
+        bool graphs, scraper, space_charge, highlight;
+        int luminous;
+    } cases[] = {
+        {"A", {'A'}, {}, true, false, false, false, 0},
+        {"A held from the last frame", {'A'}, {'A'}, false, false, false, false, 0},
+        {"L", {'L'}, {}, false, false, false, false, 1},
+        {"S", {'S'}, {}, false, true, false, false, 0},
+        {"Ctrl+S leaves the scraper", {VK_CONTROL, 'S'}, {}, false, false, false, false, 0},
+        {"S pressed with Ctrl held before", {VK_CONTROL, 'S'}, {VK_CONTROL}, false, false, false, false, 0},
+        {"C", {'C'}, {}, false, false, true, false, 0},
+        {"H", {'H'}, {}, false, false, false, true, 0},
+        {"all five", {'A', 'L', 'S', 'C', 'H'}, {}, true, true, true, true, 1},
+    };
+    for (const toggle_case &c : cases) {
+        reset_simulation_state();
+        sim.particle_count = 100;
+        snapshot(c.now, c.before);
+        toggle_keys();
+        EXPECT_EQ(sim.show_graphs, c.graphs) << c.name;
+        EXPECT_EQ(sim.scraper_on, c.scraper) << c.name;
+        EXPECT_EQ(sim.space_charge, c.space_charge) << c.name;
+        EXPECT_EQ(sim.highlight, c.highlight) << c.name;
+        EXPECT_EQ(sim.luminous, c.luminous) << c.name;
+    }
+    // A second press switches back.
+    reset_simulation_state();
+    snapshot({'L', 'A'});
+    toggle_keys();
+    snapshot({}, {'L', 'A'});
+    toggle_keys();
+    snapshot({'L', 'A'});
+    toggle_keys();
+    EXPECT_EQ(sim.luminous, 0);
+    EXPECT_FALSE(sim.show_graphs);
+}
+
+TEST_F(Controls, SpeedKeysDoubleAndHalveWithoutLimits)
+{
+    snapshot({VK_ADD});
+    speed_keys();
+    EXPECT_EQ(sim.simulation_speed, 2.0);
+    snapshot({VK_ADD}, {VK_ADD});   // held: no second doubling
+    speed_keys();
+    EXPECT_EQ(sim.simulation_speed, 2.0);
+    snapshot({VK_SUBTRACT});
+    speed_keys();
+    EXPECT_EQ(sim.simulation_speed, 1.0);
+    for (int i = 0; i < 1100; i++) {
+        snapshot({VK_SUBTRACT});
+        speed_keys();
+    }
+    EXPECT_EQ(sim.simulation_speed, 0.0) << "halving goes on to zero";
+    snapshot({VK_ADD, VK_SUBTRACT});
+    sim.simulation_speed = 3;
+    speed_keys();
+    EXPECT_EQ(sim.simulation_speed, 3.0);
+    // The main keyboard's '+' and '-' are other keys.
+    snapshot({VK_OEM_PLUS, VK_OEM_MINUS});
+    speed_keys();
+    EXPECT_EQ(sim.simulation_speed, 3.0);
+}
+
+// ---- Heads-up logic -------------------------------------------------------------------------
+
+TEST(PoleLetters, FirstPoleDrawnIsSouthForPositiveStrength)
+{
+    // Poles are drawn from k = n - 1 down to 0, letters alternating from the first drawn.
+    const char *positive4 = "NSNS", *negative4 = "SNSN";   // k = 0 .. 3
+    for (int k = 0; k < 4; k++) {
+        EXPECT_EQ(pole_is_north(k, 4, 2.0) ? 'N' : 'S', positive4[k]) << "k = " << k;
+        EXPECT_EQ(pole_is_north(k, 4, -2.0) ? 'N' : 'S', negative4[k]) << "k = " << k;
+    }
+    EXPECT_FALSE(pole_is_north(1, 2, 0.03));
+    EXPECT_TRUE(pole_is_north(0, 2, 0.03));
+    int north = 0;
+    for (int k = 0; k < 8; k++) north += pole_is_north(k, 8, 900);
+    EXPECT_EQ(north, 4);
+}
+
+TEST(TouchReset, TheHitRegionIsAtTheLeftEdge)
+{
+    struct hit_case {
+        const char *name;
+        int x, y;
+        float width;
+        int h;
+        bool hit;
+    } cases[] = {
+        {"inside", 10, 50, 40, 16, true},
+        {"last column: x < width + h", 55, 40, 40, 16, true},
+        {"first column past it", 56, 40, 40, 16, false},
+        {"top row 50 - h", 0, 34, 40, 16, true},
+        {"row above", 0, 33, 40, 16, false},
+        {"last row 50 + 2h - 1", 0, 81, 40, 16, true},
+        {"row 50 + 2h", 0, 82, 40, 16, false},
+        {"where the word is drawn, mid-screen", 960, 55, 40, 16, false},
+        {"a line height over 50: 50 - h wraps as unsigned, nothing hits", 0, 60, 40, 60, false},
+        {"small font", 12, 46, 20, 5, true},
+    };
+    for (const hit_case &c : cases)
+        EXPECT_EQ(touch_reset_hit(c.x, c.y, c.width, c.h), c.hit) << c.name;
+}
+
+TEST(Sparks, ThreePerUnitOfLuminosityCapped)
+{
+    struct spark_case {
+        double L;
+        int units;
+    } cases[] = {{0, 0}, {9.99e32, 0}, {1e33, 1}, {2.5e33, 2}, {7.9e35, 790},
+                 {1e36, 1000}, {3e43, 1000}};
+    for (const spark_case &c : cases) EXPECT_EQ(sparks_for_luminosity(c.L), c.units) << c.L;
+    EXPECT_EQ(sparks_for_luminosity(std::nan("")), 0);
+    EXPECT_EQ(sparks_for_luminosity(-1e33), 0);
+}
+
+TEST(KoraLines, ElementSpeedDistanceAndSuperperiod)
+{
+    allocate_particles();
+    write_builtin_lattice("app_controls_test_kora.txt");
+    read_lattice("app_controls_test_kora.txt");
+    remove("app_controls_test_kora.txt");
+    reset_simulation_state();
+    ASSERT_NEAR(sim.superperiod_length, 16.3362818, 1e-9);
+    struct kora_case {
+        double ring_position, speed;
+        const char *component, *speed_text, *distance, *superperiod;
+    } cases[] = {
+        {0, 1, "Component #0 BQF1:HBF5D", "Simulation speed 1.00 m/s",
+         "Distance around ring 0.00 m", "Superperiod 1 / 10"},
+        {2.9394, 0.25, "Component #4 DQD:QD5A", "Simulation speed 0.25 m/s",
+         "Distance around ring 2.94 m", "Superperiod 1 / 10"},
+        {16.4, 8, "Component #0 BQF1:HBF5D", "Simulation speed 8.00 m/s",
+         "Distance around ring 16.40 m", "Superperiod 2 / 10"},
+        // Past one turn of 163.36 m the distance starts again, the superperiod from 1.
+        {170, 1, "Component #27 D2", "Simulation speed 1.00 m/s",
+         "Distance around ring 6.64 m", "Superperiod 1 / 10"},
+        {16.3362818 * 9 + 1, 1, "Component #3 D1", "Simulation speed 1.00 m/s",
+         "Distance around ring 148.03 m", "Superperiod 10 / 10"},
+        {1e9, 1, nullptr, "Simulation speed 1.00 m/s", nullptr, nullptr},
+    };
+    for (const kora_case &c : cases) {
+        sim.ring_position = c.ring_position;
+        sim.simulation_speed = c.speed;
+        enter_current_element();
+        kora_lines t = kora_line_texts();
+        if (c.component) {
+            EXPECT_STREQ(t.component, c.component) << c.ring_position;
+        }
+        EXPECT_STREQ(t.speed, c.speed_text) << c.ring_position;
+        if (c.distance) {
+            EXPECT_STREQ(t.distance, c.distance) << c.ring_position;
+        }
+        if (c.superperiod) {
+            EXPECT_STREQ(t.superperiod, c.superperiod) << c.ring_position;
+        }
+        int sp = 0;
+        EXPECT_EQ(sscanf(t.superperiod, "Superperiod %d / 10", &sp), 1);
+        EXPECT_GE(sp, 1);
+        EXPECT_LE(sp, 10);
+    }
+}
