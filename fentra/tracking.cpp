@@ -48,7 +48,8 @@ step_particle(int i, double *__restrict X, double *__restrict Y, double *__restr
 // scalar tail inside; with_bend is a constant in each branch, giving one loop with the bend
 // term and one without. Each operation keeps the rounding of a lone double (standard C++
 // contracts nothing into fused multiply-adds), so the results do not depend on the vector
-// width.
+// width. The fields come by value: the loop reads its own copy, which no store through the
+// particle arrays can change, so they stay in registers.
 WIDEST_VECTORS static void
 step_particles(int n, double *__restrict X, double *__restrict Y, double *__restrict XP,
                double *__restrict YP, const double *__restrict P, step_fields f, bool with_bend)

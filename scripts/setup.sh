@@ -7,8 +7,10 @@ packages=(
   cmake ninja-build g++ pkg-config
   libsdl2-dev libgl-dev libgl1-mesa-dri
   libgtest-dev libbenchmark-dev
-  xvfb xauth xdotool
+  xvfb xauth xdotool x11-apps
   libfreetype-dev fonts-dejavu-core
+  clang-tidy cppcheck
+  clang libclang-rt-14-dev
 )
 
 missing=()

@@ -1,9 +1,35 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds everything and runs the whole test suite headless
-# (under a virtual X server, so GL and end-to-end tests get a 1920x1080 screen).
+# Installs what is missing, builds everything and runs the whole test suite headless (under a
+# virtual X server, so GL and end-to-end tests get a 1920x1080 screen), twice: a normal build in
+# build/, then a build with the address and undefined-behaviour sanitizers in build-asan/ (no
+# benchmarks there), then static analysis. Everything always runs; the script fails if any
+# part does.
+# FENTRA_BUILD_DIR and FENTRA_ASAN_BUILD_DIR choose other build directories.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
-bash scripts/build.sh
-xvfb-run -a -s "-screen 0 1920x1080x24" \
-  ctest --test-dir build --output-on-failure -j2 -LE 'fuzz|manual'
+
+run_suite() {
+  xvfb-run -a -s "-screen 0 1920x1080x24" \
+    ctest --test-dir "$1" --output-on-failure -j2 -LE 'fuzz|manual'
+}
+
+build_dir=${FENTRA_BUILD_DIR:-build}
+asan_build_dir=${FENTRA_ASAN_BUILD_DIR:-build-asan}
+
+status=0
+FENTRA_BUILD_DIR=$build_dir bash scripts/build.sh
+run_suite "$build_dir" || status=1
+
+# Sanitizer findings stop the program at the first one, with its stack. Leaks count too,
+# except the ones system libraries keep until exit (tests/lsan.supp).
+export ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:detect_stack_use_after_return=1:check_initialization_order=1:strict_init_order=1
+export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"
+export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+FENTRA_BUILD_DIR=$asan_build_dir bash scripts/build.sh -DFENTRA_SANITIZE=ON -DFENTRA_BENCHMARKS=OFF
+run_suite "$asan_build_dir" || status=1
+
+# Static analysis (clang-tidy and cppcheck) over the compile commands of the normal build.
+FENTRA_BUILD_DIR=$build_dir bash tools/analyse.sh || status=1
+
+exit $status

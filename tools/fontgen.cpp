@@ -45,7 +45,7 @@ static void fail(const char* format, ...)
   va_list args;
   va_start(args, format);
   fprintf(stderr, "fontgen: ");
-  vfprintf(stderr, format, args);
+  vfprintf(stderr, format, args); // NOLINT(clang-analyzer-valist.Uninitialized): va_start is just above
   fprintf(stderr, "\n");
   va_end(args);
   exit(1);
@@ -56,7 +56,7 @@ static glyph filled_glyph(int width, int height, unsigned char index)
   glyph g;
   g.width = width;
   g.height = height;
-  g.pixels.assign(width * height, index);
+  g.pixels.assign((size_t)width * height, index);
   return g;
 }
 

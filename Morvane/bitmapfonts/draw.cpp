@@ -117,7 +117,7 @@ float drawtext(float x, float y, float right, float bottom, const char *text, in
         float sx = f->style.scaleX * s / 256, sy = f->style.scaleY * s / 256;
         if (p[0] == 10) {
             x = start_x;
-            y += (int)(base->lineHeight * sy + 0.5) + 1;
+            y += whole_pixels(base->lineHeight * sy + 0.5) + 1;
             continue;
         }
         if (p[0] == 5) {
@@ -129,7 +129,7 @@ float drawtext(float x, float y, float right, float bottom, const char *text, in
             } else if (p[1] == text_command_script || p[1] == 254) {
                 s = payload & 0xFFFF;
                 int raise = (int16_t)(payload >> 16);
-                int d = (int)(base->lineHeight * f->style.scaleY * raise + 128) / 256;
+                int d = whole_pixels(base->lineHeight * f->style.scaleY * raise + 128) / 256;
                 y += lift - d;
                 lift = d;
                 glEnd();

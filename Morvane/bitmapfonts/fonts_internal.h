@@ -21,6 +21,16 @@ float text_measure(const char *text, size_t limit);
 // current line height's spacing, by the monospace, rounded and shader rules.
 float text_advance(const BitmapFont *f, int c, int s);
 
+// Whole pixels of a size or position, truncated toward zero. A style may scale a font by any
+// factor a specifier gives, even an infinite or undefined one (a pixel boldness on a font whose
+// glyphs are all 0 wide): NaN counts as 0 and sizes are held within +-2^30, far beyond any
+// screen, so that they stay whole numbers that can still be added to.
+inline int whole_pixels(double v) {
+    if (!(v == v)) return 0;
+    const double limit = 1073741824.0;
+    return (int)(v < -limit ? -limit : v > limit ? limit : v);
+}
+
 // Width of glyph code c in the base font; codes without a slot have none.
 inline int glyph_width_of(const BitmapFont *base, int c) {
     return c >= 0 && c < font_slots ? base->glyphWidth[c] : 0;

@@ -20,7 +20,7 @@ float text_advance(const BitmapFont *f, int c, int s) {
     float advance = spacing + width * sx * (1 + f->style.boldness);
     // A text shader places glyphs itself and can use fractional pens; fixed-function drawing
     // keeps every pen on a whole pixel so that glyph texels land on screen pixels.
-    return text_shader_program ? advance : (float)(int)(advance + 0.5);
+    return text_shader_program ? advance : (float)whole_pixels(advance + 0.5);
 }
 
 float text_measure(const char *text, size_t limit) {

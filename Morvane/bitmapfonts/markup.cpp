@@ -66,11 +66,15 @@ static size_t match_greek(const char *text, int *code) {
 
 char *greekcodes(char *text, size_t capacity) {
     if (!text || capacity == 0) return text;
-    size_t length = strnlen(text, capacity);
-    if (length == capacity) text[--length] = 0;
+    size_t length = bounded_length(text, capacity);
     // The walk never looks back at codes it has written, so the length is kept by hand:
-    // the codes hold zero bytes.
+    // the codes hold zero bytes. Codes and commands already in the text are stepped over
+    // whole: their payload bytes are not letters, and rewriting them would cut the item.
     for (size_t i = 0; i < length;) {
+        if (text[i] == 2 || text[i] == 5) {
+            i += text_item_size(text + i);
+            continue;
+        }
         int code = 0;
         size_t n = match_greek(text + i, &code);
         if (n == 0) {
@@ -181,8 +185,9 @@ static size_t script_pass(char *text, size_t capacity, size_t length, int depth,
 }
 
 char *scriptcodes(char *text, size_t capacity, int depth, int raise, int scale) {
-    if (!text || capacity == 0 || depth == 0) return text;
-    script_pass(text, capacity, bounded_length(text, capacity), depth, raise, scale);
+    if (!text || capacity == 0) return text;
+    size_t length = bounded_length(text, capacity);   // cut even when there is nothing to do
+    if (depth != 0) script_pass(text, capacity, length, depth, raise, scale);
     return text;
 }
 

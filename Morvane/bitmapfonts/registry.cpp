@@ -69,15 +69,18 @@ int packfontdata(const unsigned char *bytes, size_t count, int maxtx, BitmapFont
 // ---------------------------------------------------------------------------------------
 // [SECTION] Registry and current font
 
+// The registry holds pointers to the records, not the records.
+static const size_t entry_size = sizeof(BitmapFont *); // NOLINT(bugprone-sizeof-expression)
+
 void registerfont(BitmapFont *font) {
     fontregistry &r = font_registry;
     if (!r.fonts) {
         r.capacity = 1;
-        r.fonts = (BitmapFont **)malloc(sizeof(BitmapFont *));
+        r.fonts = (BitmapFont **)malloc(entry_size);
     }
     if (r.count >= r.capacity) {
         r.capacity = (int)((r.count + 1) / 0.8);
-        r.fonts = (BitmapFont **)realloc(r.fonts, r.capacity * sizeof(BitmapFont *));
+        r.fonts = (BitmapFont **)realloc(r.fonts, r.capacity * entry_size);
     }
     r.fonts[r.count++] = font;
     if (!current_font) setfont(font);
@@ -86,7 +89,7 @@ void registerfont(BitmapFont *font) {
 void registry_remove(int index) {
     fontregistry &r = font_registry;
     if (index < 0 || index >= r.count) return;
-    memmove(r.fonts + index, r.fonts + index + 1, (r.count - index - 1) * sizeof(BitmapFont *));
+    memmove(r.fonts + index, r.fonts + index + 1, (r.count - index - 1) * entry_size);
     r.count--;
 }
 
@@ -95,9 +98,9 @@ void setfont(BitmapFont *font) {
     current_font = font;
     current_style = font->style;
     const BitmapFont *base = font->style.base;
-    current_cell_width = (int)(base->maxGlyphWidth * font->style.scaleX);
-    current_line_height = (int)(base->lineHeight * font->style.scaleY);
-    current_reference_advance = (int)(base->referenceAdvance * font->style.scaleX);
+    current_cell_width = whole_pixels(base->maxGlyphWidth * font->style.scaleX);
+    current_line_height = whole_pixels(base->lineHeight * font->style.scaleY);
+    current_reference_advance = whole_pixels(base->referenceAdvance * font->style.scaleX);
 }
 
 BitmapFont *random_registered_font() {
@@ -119,7 +122,7 @@ int find_registered_name(const char *name, size_t length) {
 // [SECTION] Unloading
 
 void unload_record(BitmapFont *font) {
-    fontregistry &r = font_registry;
+    const fontregistry &r = font_registry;
     int index = -1, shared = 0;
     for (int i = 0; i < r.count; i++) {
         if (r.fonts[i] == font) index = i;

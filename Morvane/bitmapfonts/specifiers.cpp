@@ -36,7 +36,7 @@ static specifier_segment read_segment(const char *p, size_t length) {
     s.value = atof(value);
     s.pixels = strstr(value, "px") != nullptr;
     s.percent = strchr(value, '%') != nullptr;
-    s.degrees = strchr(value, '\xB0') != nullptr;   // also inside the UTF-8 form C2 B0
+    s.degrees = strchr(value, 0xB0) != nullptr;   // also inside the UTF-8 form C2 B0
     return s;
 }
 
@@ -73,7 +73,10 @@ static void apply_modifier(fontstyle &key, const specifier_segment &s) {
     } else if (keyword_is(s, "height")) {
         key.scaleY = s.pixels ? (float)(s.value / base->lineHeight) : key.scaleY * plain_value(s);
     } else if (keyword_is(s, "boldness")) {
-        key.boldness += s.pixels ? s.value / base->maxGlyphWidth : plain_value(s);
+        // Pixels are a share of the widest glyph; a font whose glyphs are all 0 wide has
+        // nothing to embolden.
+        if (!s.pixels) key.boldness += plain_value(s);
+        else if (base->maxGlyphWidth > 0) key.boldness += s.value / base->maxGlyphWidth;
     } else if (keyword_is(s, "demibold")) {
         key.boldness += 0.03f;
     } else if (keyword_is(s, "bold")) {
@@ -179,6 +182,9 @@ BitmapFont *fontvariant(const fontstyle *key) {
 // [SECTION] Choosing the current font
 
 void usefont(const fontstyle *key) {
+    // Byte for byte, so that a key with a NaN scale (a specifier may give one) still matches
+    // itself and does not make a new variant every time it is selected.
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
     if (memcmp(key, &current_style, sizeof(fontstyle)) == 0) return;
     setfont(fontvariant(key));
     current_style = *key;

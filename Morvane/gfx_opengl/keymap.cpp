@@ -85,7 +85,8 @@ void keyboard_snapshot(const unsigned char *scancode_down, int scancode_count,
     const unsigned char generic[3][3] = {{VK_SHIFT, VK_LSHIFT, VK_RSHIFT},
                                          {VK_CONTROL, VK_LCONTROL, VK_RCONTROL},
                                          {VK_MENU, VK_LMENU, VK_RMENU}};
-    for (const auto &g : generic) key_state[g[0]] |= (key_state[g[1]] | key_state[g[2]]) & 0x80;
+    for (int i = 0; i < 3; i++)
+        key_state[generic[i][0]] |= (key_state[generic[i][1]] | key_state[generic[i][2]]) & 0x80;
     if (mouse_raw & 0x01) key_state[VK_LBUTTON] |= 0x80;
     if (mouse_raw & 0x02) key_state[VK_RBUTTON] |= 0x80;
     if (mouse_raw & 0x10) key_state[VK_MBUTTON] |= 0x80;

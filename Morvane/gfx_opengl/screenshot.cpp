@@ -19,18 +19,21 @@ int bmp_row_stride(int width) { return (width * 3 + 3) & ~3; }
 // does not stop at path separators.
 static const char *extension_dot(const char *name)
 {
-    for (const char *p = name + strlen(name) - 1; p > name; --p)
-        if (*p == '.') return p;
+    for (size_t i = strlen(name); i-- > 1;)
+        if (name[i] == '.') return name + i;
     return nullptr;
 }
 
+// The name up to its last dot (or all of it), a dot, then the extension.
 char *replace_extension(const char *name, const char *extension)
 {
-    char *out = (char *)malloc(strlen(name) + strlen(extension) + 2);
-    strcpy(out, name);
+    size_t name_length = strlen(name), extension_length = strlen(extension);
     const char *dot = extension_dot(name);
-    if (dot) strcpy(out + (dot - name) + 1, extension);
-    else strcat(strcat(out, "."), extension);
+    size_t stem = dot ? (size_t)(dot - name) : name_length;
+    char *out = (char *)malloc(stem + extension_length + 2);
+    memcpy(out, name, stem);
+    out[stem] = '.';
+    memcpy(out + stem + 1, extension, extension_length + 1);
     return out;
 }
 
@@ -64,7 +67,8 @@ void bmp_header(unsigned char h[54], int width, int height)
 {
     memset(h, 0, 54);
     h[0] = 'B', h[1] = 'M';
-    put32(h + 2, (unsigned)(height * bmp_row_stride(width) + 54));
+    // Formed in 64 bits: the 32-bit field keeps the low bits for any size it is given.
+    put32(h + 2, (unsigned)((long long)height * bmp_row_stride(width) + 54));
     put32(h + 10, 54);
     put32(h + 14, 40);
     put32(h + 18, (unsigned)width);
@@ -96,7 +100,8 @@ void write_bmp(const void *pixels, int width, int height, const char *file_name,
     FILE *f = fopen(file_name, "wb");
     if (f) {
         fwrite(header, 1, 54, f);
-        fwrite(pixels, 1, (size_t)bmp_row_stride(width) * height, f);
+        // An image with no width or no height has no rows: the header alone, as given.
+        if (width > 0 && height > 0) fwrite(pixels, 1, (size_t)bmp_row_stride(width) * height, f);
         fclose(f);
     }
     if (convert) convert_to_png(file_name);

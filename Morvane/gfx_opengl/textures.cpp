@@ -7,6 +7,7 @@
 #include <SDL.h>
 #include <SDL_opengl.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -122,9 +123,9 @@ void mipmap_halve(const unsigned char *source, int width, int height, int compon
     int in_stride = (width * components + 3) & ~3;
     int out_stride = (out_width * components + 3) & ~3;
     for (int y = 0; y < out_height; ++y) {
-        const unsigned char *a = source + 2 * y * in_stride;
+        const unsigned char *a = source + (ptrdiff_t)2 * y * in_stride;
         const unsigned char *b = height > 1 ? a + in_stride : a; // one row: it pairs with itself
-        unsigned char *d = destination + y * out_stride;
+        unsigned char *d = destination + (ptrdiff_t)y * out_stride;
         if (width < 2) {
             // one texel wide: the block is the texel above and the one below
             for (int k = 0; k < components; ++k)

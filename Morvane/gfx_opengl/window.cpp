@@ -174,7 +174,7 @@ static void create_window_and_context(const char *title, const window_placement 
     SDL_GLContext context = SDL_GL_CreateContext(window);
     if (!context && depth == 32) {
         SDL_DestroyWindow(window);
-        window = create_window(title, p, depth = 24);
+        window = create_window(title, p, 24);
         if (!window) fatal_error(source_name, 595, "Window Creation Error.", 0);
         context = SDL_GL_CreateContext(window);
     }
@@ -260,7 +260,9 @@ void resize_view(int width, int height)
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
     if (ortho_mode) {
-        // one unit a pixel, origin at the top-left pixel, y down, depth range +-h/2
+        // one unit a pixel, origin at the top-left pixel, y down (bottom = height, top = 0),
+        // depth range +-h/2
+        // NOLINTNEXTLINE(readability-suspicious-call-argument)
         glOrtho(0, width, height, 0, height / 2, -(height / 2));
     } else {
         float m[16];
