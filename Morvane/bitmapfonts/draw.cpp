@@ -34,22 +34,9 @@ static void set_blend(int mode) {
 
 void begintext() {
     glPushAttrib(GL_TEXTURE_BIT | GL_COLOR_BUFFER_BIT | GL_ENABLE_BIT | GL_TRANSFORM_BIT);
-    if (text_screen_space) {
-        glMatrixMode(GL_MODELVIEW);
-        glPushMatrix();
-        glLoadIdentity();
-        glMatrixMode(GL_PROJECTION);
-        glPushMatrix();
-        glLoadIdentity();
-        GLint view[4];
-        glGetIntegerv(GL_VIEWPORT, view);
-        int h = screen_height;
-        // Bottom below top: y grows downwards from the window's top-left corner.
-        glOrtho(view[0], view[0] + view[2], h - view[1], h - (view[1] + view[3]), h / 2, -(h / 2));
-        glMatrixMode(GL_MODELVIEW);
-        glDisable(GL_DEPTH_TEST);
-        glDepthMask(GL_FALSE);
-    }
+    // The window layer's flat overlay: pixel projection with (0, 0) at the top-left corner,
+    // no depth test and no depth writes.
+    if (text_screen_space) overlay_begin();
     glScalef(text_scale_x, text_scale_y, 1.0f);
     glEnable(GL_BLEND);
     glDisable(GL_LIGHTING);
@@ -64,14 +51,7 @@ void begintext() {
 void endtext() {
     glEnd();
     if (text_shader_program) use_program(0);
-    if (text_screen_space) {
-        glMatrixMode(GL_PROJECTION);
-        glPopMatrix();
-        glMatrixMode(GL_MODELVIEW);
-        glPopMatrix();
-        glEnable(GL_DEPTH_TEST);
-        glDepthMask(GL_TRUE);
-    }
+    if (text_screen_space) overlay_end();
     glPopAttrib();
 }
 
