@@ -109,7 +109,7 @@ void loadfontmask(const unsigned char *bytes, size_t count, const char *name, in
     f->style = fontstyle{f, 1.0f, 1.0f, 0.0f, 0.0f, font_slots, 0};
     glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &f->textureWidth);
     glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &f->textureHeight);
-    f->referenceAdvance = f->glyphWidth['C'] + 1;
+    f->referenceAdvance = f->glyphWidth[(unsigned char)'C'] + 1;
     registerfont(f);
 }
 

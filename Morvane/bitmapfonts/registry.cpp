@@ -62,7 +62,7 @@ int packfontdata(const unsigned char *bytes, size_t count, int maxtx, BitmapFont
     font->textureHeight = power_of_two_at_least(y + line_height);
     font->lineHeight = line_height;
     font->maxGlyphWidth = widest;
-    font->referenceAdvance = font->glyphWidth['C'] + 1;
+    font->referenceAdvance = font->glyphWidth[(unsigned char)'C'] + 1;
     return records;
 }
 

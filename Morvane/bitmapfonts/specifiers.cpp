@@ -159,7 +159,7 @@ static BitmapFont *make_variant(const fontstyle *key, const BitmapFont *templ) {
     for (int i = 0; i < font_slots; i++)
         if (v->glyphWidth[i] > widest) widest = v->glyphWidth[i];
     v->maxGlyphWidth = widest;
-    v->referenceAdvance = v->glyphWidth['C'] + 1;
+    v->referenceAdvance = v->glyphWidth[(unsigned char)'C'] + 1;
     registerfont(v);
     return v;
 }
@@ -228,7 +228,7 @@ BitmapFont *fallbackfont(const char *name) {
     glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_LOD_BIAS, -0.5f);
     glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &f->textureWidth);
     glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &f->textureHeight);
-    f->referenceAdvance = f->glyphWidth['C'] + 1;
+    f->referenceAdvance = f->glyphWidth[(unsigned char)'C'] + 1;
     registerfont(f);
     return f;
 }
