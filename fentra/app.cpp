@@ -18,6 +18,7 @@
 #include <GL/gl.h>
 
 #include <cstring>
+#include <malloc.h>
 #include <unistd.h>
 
 frame_record last_frame;
@@ -41,6 +42,11 @@ static void enter_program_directory()
 
 void start_simulation()
 {
+    // The GL driver takes about a megabyte of scratch memory for every frame's vertices and
+    // gives it back at the frame's end; without a high trim threshold the heap would shrink
+    // and grow again every frame, paying a page fault for every page it touches.
+    mallopt(M_TRIM_THRESHOLD, 64 << 20);
+    mallopt(M_MMAP_THRESHOLD, 16 << 20);
     loadfontdata(data_ncgibig_fnt, data_ncgibig_fnt_size, "ncgibig");
     loadfontdata(data_ncgismall_fnt, data_ncgismall_fnt_size, "ncgismall");
     loadfontdata(data_captionfont_fnt, data_captionfont_fnt_size, "captionfont");

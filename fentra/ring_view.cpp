@@ -11,12 +11,16 @@
 #include <SDL_opengl.h>
 
 #include <cmath>
+#include <cstdlib>
 
 ring_camera ring_view_camera = {0, 0, 0};
 
 static struct {
     ring_walk walk;   // reused from frame to frame so its storage is allocated once
     bool walk_ready;
+    double *vertices;         // x, y of both ends of every segment, as the walk left them
+    unsigned char *colours;   // r, g, b for every end
+    unsigned capacity;        // segments the two arrays hold
 } ring_view;
 
 double ring_anchor_x(int W) { return W / 4 + 0.5; }
@@ -163,6 +167,40 @@ static void draw_marker(int X, int Y, unsigned colour)
     }
 }
 
+// The segments as one list of lines from client arrays: the ends keep their double
+// coordinates, so GL sees the same vertices as from one call per end.
+static void draw_segments(const ring_segment *segments, unsigned count)
+{
+    if (count == 0) return;
+    if (count > ring_view.capacity) {
+        ring_view.capacity = count;
+        ring_view.vertices = (double *)realloc(ring_view.vertices, sizeof(double) * 4 * count);
+        ring_view.colours = (unsigned char *)realloc(ring_view.colours, 6 * (size_t)count);
+    }
+    double *v = ring_view.vertices;
+    unsigned char *c = ring_view.colours;
+    for (unsigned i = 0; i < count; i++, v += 4, c += 6) {
+        const ring_segment &s = segments[i];
+        v[0] = s.x1;
+        v[1] = s.y1;
+        v[2] = s.x2;
+        v[3] = s.y2;
+        c[0] = c[3] = (unsigned char)(s.colour >> 16);
+        c[1] = c[4] = (unsigned char)(s.colour >> 8);
+        c[2] = c[5] = (unsigned char)s.colour;
+    }
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glEnableClientState(GL_COLOR_ARRAY);
+    glVertexPointer(2, GL_DOUBLE, 0, ring_view.vertices);
+    glColorPointer(3, GL_UNSIGNED_BYTE, 0, ring_view.colours);
+    glDrawArrays(GL_LINES, 0, (GLsizei)(2 * count));
+    glDisableClientState(GL_COLOR_ARRAY);
+    glDisableClientState(GL_VERTEX_ARRAY);
+    // Leave the current colour as setting it segment by segment would have left it.
+    c -= 6;
+    glColor3ub(c[0], c[1], c[2]);
+}
+
 void draw_ring_view(unsigned orbit, unsigned focusing, unsigned defocusing, unsigned marker,
                     double ring_position)
 {
@@ -175,19 +213,6 @@ void draw_ring_view(unsigned orbit, unsigned focusing, unsigned defocusing, unsi
               sim.superperiod_count, sim.superperiod_length,
               {orbit, focusing, defocusing, marker});
 
-    const ring_segment *segments = (const ring_segment *)walk->segments.data;
-    unsigned colour = 0x01000000;   // no colour set yet
-    glBegin(GL_LINES);
-    for (unsigned i = 0; i < walk->segments.count; i++) {
-        const ring_segment &s = segments[i];
-        if (s.colour != colour) {
-            colour = s.colour;
-            glColor3ub((GLubyte)(colour >> 16), (GLubyte)(colour >> 8), (GLubyte)colour);
-        }
-        glVertex2d(s.x1, s.y1);
-        glVertex2d(s.x2, s.y2);
-    }
-    glEnd();
-
+    draw_segments((const ring_segment *)walk->segments.data, walk->segments.count);
     if (walk->marker_found) draw_marker((int)walk->marker_x, (int)walk->marker_y, marker);
 }

@@ -135,7 +135,11 @@ int pump_events()
         minimised_by_alt_tab = 0;   // no snapshot: key_state keeps its last value
         return quit_requested;
     }
-    if (window && !minimised_by_alt_tab && !windowed) SDL_SetWindowAlwaysOnTop(window, SDL_TRUE);
+    // Asking again while the window is already kept on top costs a round trip to the X
+    // server every frame and changes nothing.
+    if (window && !minimised_by_alt_tab && !windowed &&
+        !(SDL_GetWindowFlags(window) & SDL_WINDOW_ALWAYS_ON_TOP))
+        SDL_SetWindowAlwaysOnTop(window, SDL_TRUE);
 
     if (keyboard_snapshot_source) {
         memcpy(key_state_previous, key_state, sizeof key_state);

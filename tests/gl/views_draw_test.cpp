@@ -95,6 +95,58 @@ TEST(ring_view_gl, the_map_uses_its_four_colours_and_the_marker_sits_at_the_anch
     }
 }
 
+// The map's line list from client arrays matches the same walk drawn one vertex call per end,
+// pixel for pixel, with line smoothing on and off.
+TEST(ring_view_gl, the_line_list_matches_immediate_mode_pixel_for_pixel)
+{
+    write_builtin_lattice("views_draw_test_kora.txt");
+    read_lattice("views_draw_test_kora.txt");
+    reset_simulation_state();
+    const ring_colours colours = {0x800080, 0x800000, 0x008080, 0xFFFFFF};
+    for (bool smooth : {false, true}) {
+        for (double position : {3.7, 57.25, 131.9}) {
+            ring_view_camera = {12.5, -40.25, 0.3};
+            ring_camera camera = ring_view_camera;
+            ring_walk walk;
+            growarray_init(&walk.segments, sizeof(ring_segment), 16);
+            walk_ring(&walk, &camera, W, H, position, 10, sim.superperiod_length, colours);
+
+            smooth ? glEnable(GL_LINE_SMOOTH) : glDisable(GL_LINE_SMOOTH);
+            clear_screen();
+            draw_ring_view(colours.orbit, colours.focusing, colours.defocusing, colours.marker,
+                           position);
+            screen arrays = read_screen();
+
+            clear_screen();
+            const ring_segment *seg = (const ring_segment *)walk.segments.data;
+            glBegin(GL_LINES);
+            for (unsigned i = 0; i < walk.segments.count; i++) {
+                unsigned c = seg[i].colour;
+                glColor3ub((GLubyte)(c >> 16), (GLubyte)(c >> 8), (GLubyte)c);
+                glVertex2d(seg[i].x1, seg[i].y1);
+                glVertex2d(seg[i].x2, seg[i].y2);
+            }
+            glEnd();
+            screen immediate = read_screen();
+            growarray_free(&walk.segments);
+            glDisable(GL_LINE_SMOOTH);
+
+            // The marker is drawn after the list: leave its 5 x 5 square out.
+            int mx = (int)walk.marker_x, my = (int)walk.marker_y;
+            int lit = 0;
+            for (int yy = 0; yy < H; yy++)
+                for (int xx = 0; xx < W; xx++) {
+                    if (walk.marker_found && abs(xx - mx) <= 3 && abs(yy - my) <= 3) continue;
+                    ASSERT_EQ(arrays.at(xx, yy), immediate.at(xx, yy))
+                        << "smooth " << smooth << " position " << position << " pixel " << xx
+                        << "," << yy;
+                    if (!immediate.at(xx, yy).black()) lit++;
+                }
+            EXPECT_GT(lit, 1000) << "position " << position;
+        }
+    }
+}
+
 // ---------------------------------------------------------------------------------------
 // Phase-space graphs
 
