@@ -9,9 +9,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 
+# run_suite <build dir> <labels to leave out>
 run_suite() {
   xvfb-run -a -s "-screen 0 1920x1080x24" \
-    ctest --test-dir "$1" --output-on-failure -j2 -LE 'fuzz|manual'
+    ctest --test-dir "$1" --output-on-failure -j2 -LE "$2"
 }
 
 build_dir=${FENTRA_BUILD_DIR:-build}
@@ -19,7 +20,7 @@ asan_build_dir=${FENTRA_ASAN_BUILD_DIR:-build-asan}
 
 status=0
 FENTRA_BUILD_DIR=$build_dir bash scripts/build.sh
-run_suite "$build_dir" || status=1
+run_suite "$build_dir" 'fuzz|manual' || status=1
 
 # Sanitizer findings stop the program at the first one, with its stack. Leaks count too,
 # except the ones system libraries keep until exit (tests/lsan.supp).
@@ -27,7 +28,8 @@ export ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:detect_stack_use_after_return
 export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 FENTRA_BUILD_DIR=$asan_build_dir bash scripts/build.sh -DFENTRA_SANITIZE=ON -DFENTRA_BENCHMARKS=OFF
-run_suite "$asan_build_dir" || status=1
+# The two-minute soak runs in the normal build only.
+run_suite "$asan_build_dir" 'fuzz|manual|soak' || status=1
 
 # Static analysis (clang-tidy and cppcheck) over the compile commands of the normal build.
 FENTRA_BUILD_DIR=$build_dir bash tools/analyse.sh || status=1
