@@ -72,6 +72,21 @@ static void mouse_message(int x, int y, unsigned raw)
 // ---------------------------------------------------------------------------------------
 // [SECTION] The window procedure
 
+
+// A quick tap is latched together with the Ctrl, Shift and Alt keys held when it went down,
+// so a Ctrl released in the same pump as a quick S still makes Ctrl+S.
+static void latch_keydown_with_modifiers(const SDL_Keysym &key)
+{
+    static const struct { Uint16 mod; SDL_Scancode scancode; } modifiers[] = {
+        {KMOD_LCTRL, SDL_SCANCODE_LCTRL}, {KMOD_RCTRL, SDL_SCANCODE_RCTRL},
+        {KMOD_LSHIFT, SDL_SCANCODE_LSHIFT}, {KMOD_RSHIFT, SDL_SCANCODE_RSHIFT},
+        {KMOD_LALT, SDL_SCANCODE_LALT}, {KMOD_RALT, SDL_SCANCODE_RALT},
+    };
+    keyboard_latch_keydown(key.scancode);
+    for (const auto &m : modifiers)
+        if (key.mod & m.mod) keyboard_latch_keydown(m.scancode);
+}
+
 static void window_procedure(SDL_Event &e)
 {
     switch (e.type) {
@@ -95,7 +110,7 @@ static void window_procedure(SDL_Event &e)
         break;
     case SDL_KEYDOWN:
         // auto-repeat changes nothing: the snapshot is the state, not the events
-        if (!e.key.repeat) keyboard_latch_keydown(e.key.keysym.scancode);
+        if (!e.key.repeat) latch_keydown_with_modifiers(e.key.keysym);
         break;
     case SDL_MULTIGESTURE:
     case SDL_DOLLARGESTURE:

@@ -696,7 +696,7 @@ TEST(screenshot, bmp_holds_the_drawn_pixels_and_converts_with_magick)
 // ---------------------------------------------------------------------------------------
 // Events fed through the pump
 
-static void push_key(Uint32 type, SDL_Scancode scancode, int repeat = 0)
+static void push_key(Uint32 type, SDL_Scancode scancode, int repeat = 0, Uint16 mod = 0)
 {
     SDL_Event e = {};
     e.type = type;
@@ -704,6 +704,7 @@ static void push_key(Uint32 type, SDL_Scancode scancode, int repeat = 0)
     e.key.state = type == SDL_KEYDOWN ? SDL_PRESSED : SDL_RELEASED;
     e.key.repeat = (Uint8)repeat;
     e.key.keysym.scancode = scancode;
+    e.key.keysym.mod = mod;
     SDL_PushEvent(&e);
 }
 
@@ -734,6 +735,23 @@ TEST(events, quick_tap_counts_for_one_frame_and_repeats_change_nothing)
     EXPECT_TRUE(key_pressed(VK_F1));
     pump_events();
     EXPECT_FALSE(key_held(VK_F1));
+}
+
+TEST(events, quick_tap_keeps_the_modifier_held_when_it_went_down)
+{
+    // Ctrl was down when S went down, but both are up again by the pump: the snapshot still
+    // shows Ctrl and S down together, so a quick Ctrl+S on a slow frame stays a Ctrl+S.
+    drain();
+    push_key(SDL_KEYDOWN, SDL_SCANCODE_S, 0, KMOD_LCTRL);
+    push_key(SDL_KEYUP, SDL_SCANCODE_S);
+    pump_events();
+    EXPECT_TRUE(key_pressed('S'));
+    EXPECT_TRUE(key_held(VK_CONTROL));
+    EXPECT_TRUE(key_held(VK_LCONTROL));
+    EXPECT_FALSE(key_held(VK_SHIFT));
+    pump_events();
+    EXPECT_FALSE(key_held('S'));
+    EXPECT_FALSE(key_held(VK_CONTROL));
 }
 
 TEST(events, text_wheel_and_buttons)
