@@ -401,3 +401,22 @@ TEST_F(Frame, SlowMotionMakesAFifthOfTheStep)
     frame({VK_SHIFT});
     EXPECT_EQ(sim.step_length, 0.2 * whole);
 }
+
+// ---- A flat beam under space charge -------------------------------------------------------
+
+TEST_F(Frame, FlatBeamUnderSpaceChargeCarriesNanUntilTheNextBeam)
+{
+    frame();   // the default beam
+    ASSERT_EQ(sim.particle_count, 10000);
+    // Every particle on the x axis: the kick divides by the beam's zero height.
+    for (int i = 0; i < sim.particle_count; i++) beam_y[i] = 0;
+    sim.space_charge = true;
+    EXPECT_EQ(frame(), 0) << "the frame completes";
+    EXPECT_EQ(sim.particle_count, 10000) << "NaN particles pass the aperture test";
+    EXPECT_TRUE(std::isnan(beam_yp[0]));
+    EXPECT_EQ(frame(), 0) << "and so does the next one";
+    frame({'P'});
+    ASSERT_EQ(sim.particle_count, 10000);
+    for (int i = 0; i < sim.particle_count; i++)
+        ASSERT_TRUE(std::isfinite(beam_y[i]) && std::isfinite(beam_yp[i])) << "particle " << i;
+}
