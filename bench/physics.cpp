@@ -83,6 +83,21 @@ static void BM_track_step(benchmark::State &state)
 }
 BENCHMARK(BM_track_step);
 
+// The same step in the builds for processors without AVX-512 and without AVX.
+static void track_step_in_build(benchmark::State &state, track_build b)
+{
+    if (!track_build_available(b)) {
+        state.SkipWithError("the processor lacks this build's features");
+        return;
+    }
+    track_build fastest = track_build_in_use;
+    track_build_in_use = b;
+    BM_track_step(state);
+    track_build_in_use = fastest;
+}
+BENCHMARK_CAPTURE(track_step_in_build, avx, track_avx);
+BENCHMARK_CAPTURE(track_step_in_build, plain, track_plain);
+
 // One space-charge kick of the full beam (the kick only changes angles slightly, so the beam
 // is left as it is between iterations).
 static void BM_space_charge(benchmark::State &state)

@@ -4,109 +4,36 @@
 
 #include "fentra/lattice.h"
 #include "fentra/state.h"
+#include "fentra/tracking_kernel.h"
 
-// Square of the 0.07 m pipe radius as the double product 0.07 * 0.07; a particle exactly on
-// the pipe survives.
-static const double aperture_radius_squared = 0.004900000000000001;
+// The step in groups of two particles for any processor.
+step_result step_beam_twos(int n, const step_fields &f, int *loss_slots)
+{
+    return step_beam_in_groups<two_doubles>(n, f, loss_slots);
+}
 
-// Where the processor family allows, the stepping loop is compiled twice, for plain x86-64
-// and for AVX, and the version to run is chosen once at load time.
-#if defined(__x86_64__)
-#define WIDEST_VECTORS __attribute__((target_clones("avx", "default")))
-#else
-#define WIDEST_VECTORS
+bool track_build_available(track_build b)
+{
+#if defined(FENTRA_X86_BUILDS)
+    __builtin_cpu_init();
+    if (b == track_avx) return __builtin_cpu_supports("avx");
+    if (b == track_avx512) return __builtin_cpu_supports("avx512f");
 #endif
-
-// The fields of one step.
-struct step_fields {
-    double ds, K, D, S, SX, OC;
-    double bend;   // ds / rho^2 of the current bend
-};
-
-// One particle's kick and drift. The x kick uses the old y', the y kick the new x' (solenoid
-// coupling); the bend's horizontal weak focusing uses the old x.
-static inline __attribute__((always_inline)) void
-step_particle(int i, double *__restrict X, double *__restrict Y, double *__restrict XP,
-              double *__restrict YP, const double *__restrict P, const step_fields &f,
-              bool with_bend)
-{
-    const double ds = f.ds, K = f.K, D = f.D, S = f.S, SX = f.SX, OC = f.OC;
-    double x = X[i], y = Y[i], xp = XP[i], yp = YP[i], p = P[i];
-    double xpn = xp - ((K * x + D - S * yp) + SX * (x * x - y * y) + OC * (x * x * x - 3 * x * y * y)) * ds / p;
-    double ypn = yp + ((3 * x * x * y - y * y * y) * OC + (2 * SX * x + K) * y - S * xpn) * ds / p;
-    if (with_bend) xpn = xpn - f.bend * x / p;
-    X[i] = x + xpn * ds;
-    Y[i] = y + ypn * ds;
-    XP[i] = xpn;
-    YP[i] = ypn;
+    return b == track_plain;
 }
 
-// Kicks and drifts particles [0, n). Every particle's step depends only on its own
-// coordinates, so all of them can be stepped before the losses are taken in slot order: the
-// arrays and sums come out as if each particle were stepped just before its test. The main
-// loop runs over a multiple of four particles so that it compiles to vector code with no
-// scalar tail inside; with_bend is a constant in each branch, giving one loop with the bend
-// term and one without. Each operation keeps the rounding of a lone double (standard C++
-// contracts nothing into fused multiply-adds), so the results do not depend on the vector
-// width. The fields come by value: the loop reads its own copy, which no store through the
-// particle arrays can change, so they stay in registers.
-WIDEST_VECTORS static void
-step_particles(int n, double *__restrict X, double *__restrict Y, double *__restrict XP,
-               double *__restrict YP, const double *__restrict P, step_fields f, bool with_bend)
+static track_build fastest_build()
 {
-    int n4 = n & ~3;
-    if (with_bend) {
-        for (int i = 0; i < n4; i++) step_particle(i, X, Y, XP, YP, P, f, true);
-        for (int i = n4; i < n; i++) step_particle(i, X, Y, XP, YP, P, f, true);
-    } else {
-        for (int i = 0; i < n4; i++) step_particle(i, X, Y, XP, YP, P, f, false);
-        for (int i = n4; i < n; i++) step_particle(i, X, Y, XP, YP, P, f, false);
-    }
+    if (track_build_available(track_avx512)) return track_avx512;
+    if (track_build_available(track_avx)) return track_avx;
+    return track_plain;
 }
 
-// Takes the losses among the stepped particles [0, n) in slot order; returns the new count
-// and the sums of x^2 and y^2. Kept out of line with the sums as separate outputs: inlined,
-// the compiler pairs the two sums into one vector that it keeps in memory, which makes the
-// chain of additions several times slower.
-__attribute__((noinline)) static int take_losses(int n, double *sum_x2, double *sum_y2,
-                                                 bool *lost_first)
-{
-    double *X = beam_x, *Y = beam_y, *XP = beam_xp, *YP = beam_yp, *P = beam_momentum;
-    const bool scraper = sim.scraper_on;
-    const double edge = sim.scraper_x;
-    double sx = 0, sy = 0;
-    int i = 0;
-    while (i < n) {
-        double x = X[i], y = Y[i];
-        double x2 = x * x, y2 = y * y;
-        if (!(x2 + y2 > aperture_radius_squared || (scraper && x > edge))) {
-            sx += x2;
-            sy += y2;
-            i++;
-            continue;
-        }
-        // Lost: the last live particle moves into the slot and is tested next.
-        n--;
-        X[i] = X[n];
-        Y[i] = Y[n];
-        XP[i] = XP[n];
-        YP[i] = YP[n];
-        P[i] = P[n];
-        if (i == 0) {
-            *lost_first = true;
-        } else {
-            // The particle before the slot is counted once more on each loss.
-            sx += X[i - 1] * X[i - 1];
-            sy += Y[i - 1] * Y[i - 1];
-        }
-    }
-    *sum_x2 = sx;
-    *sum_y2 = sy;
-    return n;
-}
+track_build track_build_in_use = fastest_build();
 
 track_sums track_step()
 {
+    static int loss_slots[particle_capacity];
     track_sums sums = {0, 0};
     int n = sim.particle_count;
     if (n <= 0) return sums;
@@ -119,17 +46,27 @@ track_sums track_step()
     f.SX = magnets.sextupole;
     f.OC = magnets.octupole;
     f.bend = 0;
-    bool bend = sim.component_index >= 0 && sim.bend_active;
-    if (bend) {
+    f.with_bend = sim.component_index >= 0 && sim.bend_active;
+    if (f.with_bend) {
         double rho = element_bend_radius[sim.component_index];
         f.bend = f.ds / (rho * rho);
     }
-    step_particles(n, beam_x, beam_y, beam_xp, beam_yp, beam_momentum, f, bend);
-
-    bool lost_first = false;
-    sim.particle_count = take_losses(n, &sums.sx, &sums.sy, &lost_first);
+    f.scraper = sim.scraper_on;
+    f.edge = sim.scraper_x;
+    step_result r;
+#if defined(FENTRA_X86_BUILDS)
+    if (track_build_in_use == track_avx512)
+        r = step_beam_eights(n, f, loss_slots);
+    else if (track_build_in_use == track_avx)
+        r = step_beam_fours_avx(n, f, loss_slots);
+    else
+#endif
+        r = step_beam_twos(n, f, loss_slots);
+    sim.particle_count = r.count;
     // The highlighted particle is particle 0: losing it ends the highlight.
-    if (lost_first) sim.highlight = false;
+    if (r.lost_first) sim.highlight = false;
+    sums.sx = r.sx;
+    sums.sy = r.sy;
     return sums;
 }
 
