@@ -8,54 +8,27 @@
 #include <cmath>
 #include <vector>
 
-#include "Morvane/bitmapfonts.h"
+#include "../unit/text_fonts.h"
 #include "fuzz_input.h"
 
 // Blocks of 256 records: every glyph width x height, or widths that vary with the code.
 static std::vector<unsigned char> block(int width, int height, bool varied) {
-    std::vector<unsigned char> bytes;
-    for (int c = 0; c < 256; c++) {
-        int w = varied ? c % 13 : width;
-        bytes.push_back((unsigned char)w);
-        bytes.push_back((unsigned char)height);
-        bytes.insert(bytes.end(), (size_t)(w * height), 15);
-    }
-    return bytes;
-}
-
-struct test_font {
-    const char *name;
-    std::vector<unsigned char> bytes;
-};
-static std::vector<test_font> fonts;
-
-static void register_fonts() {
-    for (const test_font &t : fonts) {
-        BitmapFont *f = (BitmapFont *)calloc(1, sizeof(BitmapFont));
-        packfontdata(t.bytes.data(), t.bytes.size(), 2048, f);
-        f->name = strdup(t.name);
-        f->style = fontstyle{f, 1.0f, 1.0f, 0.0f, 0.0f, font_slots, 0};
-        registerfont(f);
-    }
+    std::vector<glyph_shape> glyphs;
+    for (int c = 0; c < 256; c++) glyphs.push_back({varied ? c % 13 : width, height, 15});
+    return font_block(glyphs);
 }
 
 // Frees every record (none has a texture) and starts again with the three fonts.
 static void reset_fonts() {
-    for (int i = 0; i < font_registry.count; i++) {
-        free(font_registry.fonts[i]->name);
-        free(font_registry.fonts[i]);
-    }
-    free(font_registry.fonts);
-    font_registry = fontregistry{nullptr, 0, 0};
-    current_font = nullptr;
-    current_style = fontstyle{nullptr, 1.0f, 1.0f, 0.0f, 0.0f, 0, 0};
-    register_fonts();
+    static const std::vector<unsigned char> big = block(8, 8, false), caption = block(0, 20, true),
+                                            blank = block(0, 1, false);
+    reset_test_fonts();
+    register_test_font("ncgibig", big);
+    register_test_font("CaptionFont", caption);
+    register_test_font("blank", blank);   // every width 0: pixel boldness divides by 0
 }
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fonts.push_back({"ncgibig", block(8, 8, false)});
-    fonts.push_back({"CaptionFont", block(0, 20, true)});
-    fonts.push_back({"blank", block(0, 1, false)});   // every width 0: pixel boldness divides by 0
     reset_fonts();
     return 0;
 }

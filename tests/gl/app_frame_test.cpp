@@ -9,11 +9,10 @@
 #include "fentra/controls.h"
 #include "fentra/lattice.h"
 
-#include <dirent.h>
-
 #include <cmath>
 #include <cstring>
 #include <deque>
+#include <filesystem>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -54,23 +53,18 @@ static int frame(std::initializer_list<int> keys = {})
     return run_frame();
 }
 
-struct frame_environment : testing::Environment {
-    void SetUp() override
-    {
-        keyboard_snapshot_source = scripted_keyboard;
-        time_now = counting_clock;
-        open_app_window(640, 480, "app frame test");
-    }
-};
-static testing::Environment *const environment =
-    testing::AddGlobalTestEnvironment(new frame_environment);
+static void scripted_input()
+{
+    keyboard_snapshot_source = scripted_keyboard;
+    time_now = counting_clock;
+}
+static testing::Environment *const environment = testing::AddGlobalTestEnvironment(
+    new app_window_environment(640, 480, "app frame test", scripted_input));
 
 struct Frame : testing::Test {
     void SetUp() override
     {
-        unsigned texture = sim.glow_texture;
-        reset_simulation_state();
-        sim.glow_texture = texture;
+        reset_state_keeping_glow();
         random15_restart();
         queued_snapshots.clear();
         set_held({});
@@ -81,17 +75,13 @@ struct Frame : testing::Test {
 
 struct particle {
     double x, y, xp, yp, p;
-    bool operator==(const particle &o) const
-    {
-        return x == o.x && y == o.y && xp == o.xp && yp == o.yp && p == o.p;
-    }
+    bool operator==(const particle &) const = default;
 };
 
 static std::vector<particle> beam_copy()
 {
     std::vector<particle> b;
-    for (int i = 0; i < sim.particle_count; i++)
-        b.push_back({beam_x[i], beam_y[i], beam_xp[i], beam_yp[i], beam_momentum[i]});
+    for (int i = 0; i < sim.particle_count; i++) b.push_back({beam_x[i], beam_y[i], beam_xp[i], beam_yp[i], beam_momentum[i]});
     return b;
 }
 
@@ -113,11 +103,10 @@ TEST_F(Frame, FirstFrameMakesTheDefaultBeamAndTracksItAtOnce)
     random15_restart();
     sim.ring_position = 0;
     make_beam(beam_game);
-    for (int i = 0; i < 10000; i++) {
-        ASSERT_EQ(tracked[i].x, beam_x[i] + beam_xp[i] * 0.01) << "particle " << i;
-        ASSERT_EQ(tracked[i].y, beam_y[i] + beam_yp[i] * 0.01) << "particle " << i;
-        ASSERT_EQ(tracked[i].xp, beam_xp[i]) << "particle " << i;
-    }
+    for (int i = 0; i < 10000; i++)
+        ASSERT_EQ(tracked[i], (particle{beam_x[i] + beam_xp[i] * 0.01, beam_y[i] + beam_yp[i] * 0.01, beam_xp[i],
+                                        beam_yp[i], beam_momentum[i]}))
+            << "particle " << i;
 }
 
 TEST_F(Frame, BeamKeysMidRunRestartTheFrame)
@@ -149,10 +138,7 @@ TEST_F(Frame, BeamKeysMidRunRestartTheFrame)
     // The parallel beam has no angles and stays without them while no magnet acts.
     frame({'P'});
     frame();
-    for (int i = 0; i < sim.particle_count; i++) {
-        ASSERT_EQ(beam_xp[i], 0) << i;
-        ASSERT_EQ(beam_yp[i], 0) << i;
-    }
+    for (int i = 0; i < sim.particle_count; i++) ASSERT_TRUE(beam_xp[i] == 0 && beam_yp[i] == 0) << i;
 }
 
 TEST_F(Frame, KoraOnKeepsTheBeamOneFrameThenMakesTheMatchedKVBeam)
@@ -173,10 +159,8 @@ TEST_F(Frame, KoraOnKeepsTheBeamOneFrameThenMakesTheMatchedKVBeam)
     EXPECT_TRUE(sim.beam_made_for_kora);
     EXPECT_GE(sim.component_index, 0);
     // Scaled to KORA: |x| <= 0.0324 m, |x'| <= 0.00231 rad.
-    for (int i = 0; i < sim.particle_count; i++) {
-        ASSERT_LE(std::fabs(beam_x[i]), 0.0324 + 0.0001) << i;
-        ASSERT_LE(std::fabs(beam_xp[i]), 0.00232) << i;
-    }
+    for (int i = 0; i < sim.particle_count; i++)
+        ASSERT_TRUE(std::fabs(beam_x[i]) <= 0.0324 + 0.0001 && std::fabs(beam_xp[i]) <= 0.00232) << i;
     frame();
     EXPECT_EQ(last_frame.beam_kind, beam_none) << "made once only";
 }
@@ -228,8 +212,7 @@ TEST_F(Frame, MomentumSpreadKeyRedrawsTheMomenta)
     EXPECT_EQ(sim.momentum_spread, 0.15);
     int below = 0;
     for (int i = 0; i < sim.particle_count; i++) {
-        ASSERT_GE(beam_momentum[i], 0.85) << i;
-        ASSERT_LT(beam_momentum[i], 1.15) << i;
+        ASSERT_TRUE(beam_momentum[i] >= 0.85 && beam_momentum[i] < 1.15) << i << ": " << beam_momentum[i];
         below += beam_momentum[i] < 1;
     }
     EXPECT_GT(below, 4000);
@@ -295,11 +278,14 @@ TEST_F(Frame, ScraperMovesWithinItsLimitsAndCuts)
     for (int i = 0; i < 4; i++) frame({VK_LEFT});
     EXPECT_EQ(sim.scraper_x, 0.0);
     frame();
+    EXPECT_EQ(sim.scraper_x, 0.0) << "no arrow held: the scraper stays";
     for (int i = 0; i < sim.particle_count; i++)
         ASSERT_LE(beam_x[i], 0.0) << "the scraper at 0 removes every particle with x > 0";
     EXPECT_LT(sim.particle_count, 6000);
     sim.scraper_x = 0.0693;
-    for (int i = 0; i < 4; i++) frame({VK_RIGHT});
+    frame({VK_RIGHT});
+    EXPECT_DOUBLE_EQ(sim.scraper_x, 0.0698);
+    for (int i = 0; i < 3; i++) frame({VK_RIGHT});
     EXPECT_EQ(sim.scraper_x, 0.07);
     frame({VK_LEFT, VK_RIGHT});
     EXPECT_DOUBLE_EQ(sim.scraper_x, 0.07) << "both held: -0.0005 then +0.0005";
@@ -328,29 +314,23 @@ TEST_F(Frame, VeryHighSpeedVisitsEveryKoraElementInTurn)
 TEST_F(Frame, CtrlSSavesAScreenshotAndLeavesTheScraper)
 {
     auto screenshots = [] {
-        std::vector<std::string> names;
-        DIR *d = opendir(".");
-        while (dirent *e = readdir(d))
-            if (strncmp(e->d_name, "Fentra_", 7) == 0) names.push_back(e->d_name);
-        closedir(d);
+        std::vector<std::filesystem::path> names;
+        for (const auto &e : std::filesystem::directory_iterator("."))
+            if (e.path().filename().string().starts_with("Fentra_")) names.push_back(e.path());
         return names;
     };
-    for (const std::string &n : screenshots()) remove(n.c_str());
+    for (const auto &n : screenshots()) std::filesystem::remove(n);
     frame();
     frame({VK_CONTROL, 'S'});
     EXPECT_EQ(last_frame.screenshot, 1);
     EXPECT_FALSE(sim.scraper_on);
-    std::vector<std::string> names = screenshots();
+    std::vector<std::filesystem::path> names = screenshots();
     ASSERT_EQ(names.size(), 1u);
     // The BMP stays unless an image converter turned it into a PNG.
-    if (names[0].size() > 4 && names[0].compare(names[0].size() - 4, 4, ".bmp") == 0) {
-        FILE *f = fopen(names[0].c_str(), "rb");
-        ASSERT_NE(f, nullptr);
-        fseek(f, 0, SEEK_END);
-        EXPECT_EQ(ftell(f), 54 + 1920 * 480) << "640 x 480, 24 bits";
-        fclose(f);
+    if (names[0].extension() == ".bmp") {
+        EXPECT_EQ(std::filesystem::file_size(names[0]), 54u + 1920 * 480) << "640 x 480, 24 bits";
     }
-    for (const std::string &n : names) remove(n.c_str());
+    for (const auto &n : names) std::filesystem::remove(n);
     frame();
     frame({'S'});
     EXPECT_EQ(last_frame.screenshot, 0);

@@ -14,18 +14,13 @@
 
 static const int W = 800, H = 600;
 
-struct render_environment : testing::Environment {
-    void SetUp() override { open_app_window(W, H, "app render test"); }
-};
 static testing::Environment *const environment =
-    testing::AddGlobalTestEnvironment(new render_environment);
+    testing::AddGlobalTestEnvironment(new app_window_environment(W, H, "app render test"));
 
 struct Render : testing::Test {
     void SetUp() override
     {
-        unsigned texture = sim.glow_texture;
-        reset_simulation_state();
-        sim.glow_texture = texture;
+        reset_state_keeping_glow();
         clear_to_black();
     }
 };
@@ -36,11 +31,7 @@ static int blue(unsigned c) { return (int)(c & 255); }
 
 static void place_particle(int i, double x, double y, double xp, double yp, double p)
 {
-    beam_x[i] = x;
-    beam_y[i] = y;
-    beam_xp[i] = xp;
-    beam_yp[i] = yp;
-    beam_momentum[i] = p;
+    beam_x[i] = x, beam_y[i] = y, beam_xp[i] = xp, beam_yp[i] = yp, beam_momentum[i] = p;
 }
 
 // ---- Beam pipe ----------------------------------------------------------------------------------
@@ -127,10 +118,7 @@ TEST_F(Render, PolePicturesWithTheirFacesAndLetters)
     double a = 25 * M_PI / 180;
     EXPECT_EQ(pixel_at(400 + (int)(330 * cos(a)), 300 + (int)(330 * sin(a))), body);
     EXPECT_EQ(pixel_at(400 + 200, 300 + 200), 0u) << "inside the pipe";
-    int white = 0;
-    for (int y = 505; y < 545; y++)
-        for (int x = 600; x < 640; x++) white += pixel_at(x, y) == 0xFFFFFFu;
-    EXPECT_GT(white, 10) << "the letter of the lower right pole";
+    EXPECT_GT(pixels_of(0xFFFFFF, 600, 505, 639, 544), 10) << "the letter of the lower right pole";
 }
 
 // ---- Particles ----------------------------------------------------------------------------------
@@ -142,20 +130,13 @@ TEST_F(Render, DotsAreWhiteWithoutSpreadAndColouredByMomentumWithIt)
     place_particle(0, 20.5 / S, 10.5 / S, 0, 0, 1.0);
     place_particle(1, -30.5 / S, -40.5 / S, 0, 0, 0.9);
     place_particle(2, 60.5 / S, 0.5 / S, 0, 0, 1.1);
-    beam_frame plain = {400, 300, S, 0.0, 0.0};
-    draw_beam_particles(plain, 3, 0, sim.glow_texture);
-    EXPECT_EQ(pixel_at(420, 310), 0xFFFFFFu);
-    EXPECT_EQ(pixel_at(369, 259), 0xFFFFFFu);
-    EXPECT_EQ(pixel_at(460, 300), 0xFFFFFFu);
-    EXPECT_EQ(pixel_at(421, 310), 0u) << "one pixel each";
-    EXPECT_EQ(pixel_at(420, 311), 0u);
-
+    draw_beam_particles(beam_frame{400, 300, S, 0.0, 0.0}, 3, 0, sim.glow_texture);
+    expect_pixels({{420, 310, 0xFFFFFF}, {369, 259, 0xFFFFFF}, {460, 300, 0xFFFFFF},
+                   {421, 310, 0, "one pixel each"}, {420, 311, 0}});
     clear_to_black();
-    beam_frame spread = {400, 300, S, 0.0, 0.15};
-    draw_beam_particles(spread, 3, 0, sim.glow_texture);
-    EXPECT_EQ(pixel_at(420, 310), 0x00FF00u) << "p = 1.0 is pure green";
-    EXPECT_EQ(pixel_at(369, 259), momentum_colour(0.9, 0.15));
-    EXPECT_EQ(pixel_at(460, 300), momentum_colour(1.1, 0.15));
+    draw_beam_particles(beam_frame{400, 300, S, 0.0, 0.15}, 3, 0, sim.glow_texture);
+    expect_pixels({{420, 310, 0x00FF00, "p = 1.0 is pure green"}, {369, 259, momentum_colour(0.9, 0.15)},
+                   {460, 300, momentum_colour(1.1, 0.15)}});
 }
 
 TEST_F(Render, StreaksReachTwoStepsBack)
@@ -163,13 +144,8 @@ TEST_F(Render, StreaksReachTwoStepsBack)
     const double S = 4000;
     // x' = 0.01, ds = 0.5: the streak runs 2 x 0.5 x 0.01 m = 40 pixels to the left.
     place_particle(0, 0.5 / S, 0.5 / S, 0.01, 0, 1.0);
-    beam_frame f = {400, 300, S, 0.5, 0.0};
-    draw_beam_particles(f, 1, 0, sim.glow_texture);
-    EXPECT_EQ(pixel_at(400, 300), 0xFFFFFFu);
-    EXPECT_EQ(pixel_at(380, 300), 0xFFFFFFu);
-    EXPECT_EQ(pixel_at(362, 300), 0xFFFFFFu);
-    EXPECT_EQ(pixel_at(355, 300), 0u);
-    EXPECT_EQ(pixel_at(410, 300), 0u);
+    draw_beam_particles(beam_frame{400, 300, S, 0.5, 0.0}, 1, 0, sim.glow_texture);
+    expect_pixels({{400, 300, 0xFFFFFF}, {380, 300, 0xFFFFFF}, {362, 300, 0xFFFFFF}, {355, 300, 0}, {410, 300, 0}});
 }
 
 TEST_F(Render, GlowSpritesBrightenAdditivelyAndStayGrey)
@@ -179,12 +155,10 @@ TEST_F(Render, GlowSpritesBrightenAdditivelyAndStayGrey)
     place_particle(0, 0, 0, 0, 0, 1.0);
     beam_frame f = {400, 300, S, 0.0, 0.0};
     draw_beam_particles(f, 1, 1, sim.glow_texture);
-    EXPECT_EQ(pixel_at(400, 300), 0xFFFFFFu) << "the centre texel is white";
     // Six texels right of the centre on the axis: (0.05 / 0.375 - 0.05) x 0.5 x 255 = 10.6
+    expect_pixels({{400, 300, 0xFFFFFF, "the centre texel is white"}, {406, 300, 0x0A0A0A},
+                   {417, 300, 0, "the sprite is 32 pixels wide"}, {400, 283, 0}});
     unsigned one = pixel_at(406, 300);
-    EXPECT_EQ(one, 0x0A0A0Au);
-    EXPECT_EQ(pixel_at(400 + 17, 300), 0u) << "the sprite is 32 pixels wide";
-    EXPECT_EQ(pixel_at(400, 300 - 17), 0u);
 
     clear_to_black();
     place_particle(1, 0, 0, 0, 0, 1.0);
@@ -193,21 +167,17 @@ TEST_F(Render, GlowSpritesBrightenAdditivelyAndStayGrey)
     // Screen blending: a + b (1 - a).
     double a = red(one) / 255.0;
     EXPECT_NEAR(red(two), 255 * (a + a * (1 - a)), 1.0);
-    EXPECT_EQ(red(two), green(two));
-    EXPECT_EQ(red(two), blue(two));
+    EXPECT_TRUE(red(two) == green(two) && red(two) == blue(two));
 
     clear_to_black();
     for (int i = 0; i < 100; i++) place_particle(i, 0, 0, 0, 0, 1.0);
     draw_beam_particles(f, 100, 1, sim.glow_texture);
-    unsigned many = pixel_at(406, 300);
-    EXPECT_GT(red(many), 3 * red(two)) << "a hundred glows brighten towards white";
-    EXPECT_EQ(pixel_at(400, 300), 0xFFFFFFu) << "and white stays white";
+    EXPECT_GT(red(pixel_at(406, 300)), 3 * red(two)) << "a hundred glows brighten towards white";
+    expect_pixels({{400, 300, 0xFFFFFF, "and white stays white"}});
 
     clear_to_black();
-    beam_frame coloured = {400, 300, S, 0.0, 0.15};
-    draw_beam_particles(coloured, 1, 1, sim.glow_texture);
-    EXPECT_EQ(pixel_at(400, 300), 0x00FF00u) << "p = 1 tints the glow green";
-    EXPECT_EQ(pixel_at(406, 300), 0x000A00u);
+    draw_beam_particles(beam_frame{400, 300, S, 0.0, 0.15}, 1, 1, sim.glow_texture);
+    expect_pixels({{400, 300, 0x00FF00, "p = 1 tints the glow green"}, {406, 300, 0x000A00}});
 }
 
 TEST_F(Render, HighlightRingRoundTheMiddleOfTheStreak)
@@ -216,17 +186,12 @@ TEST_F(Render, HighlightRingRoundTheMiddleOfTheStreak)
     // Particle 0 at pixel (440.5, 300.5) with x' 0.02: the streak's middle is ds x' S = 20
     // pixels back, at (420.5, 300.5).
     place_particle(0, 40.5 / S, 0.5 / S, 0.02, 0, 1.0);
-    beam_frame f = {400, 300, S, ds, 0.0};
-    draw_particle_highlight(f);
-    EXPECT_EQ(pixel_at(425, 300), 0xFF00FFu) << "angle 0: 5 pixels to the right";
-    EXPECT_EQ(pixel_at(420, 305), 0xFF00FFu) << "angle 1.6: just left of straight below";
-    EXPECT_EQ(pixel_at(415, 300), 0xFF00FFu) << "angle 3.1";
-    EXPECT_EQ(pixel_at(420, 295), 0xFF00FFu) << "angle 4.7";
-    EXPECT_EQ(pixel_at(420, 300), 0u) << "the centre is not marked";
-    EXPECT_EQ(pixel_at(445, 300), 0u) << "not round the particle itself";
-    int marked = 0;
-    for (int y = 290; y <= 310; y++)
-        for (int x = 410; x <= 430; x++) marked += pixel_at(x, y) == 0xFF00FFu;
+    draw_particle_highlight(beam_frame{400, 300, S, ds, 0.0});
+    expect_pixels({{425, 300, 0xFF00FF, "angle 0: 5 pixels to the right"},
+                   {420, 305, 0xFF00FF, "angle 1.6: just left of straight below"},
+                   {415, 300, 0xFF00FF, "angle 3.1"}, {420, 295, 0xFF00FF, "angle 4.7"},
+                   {420, 300, 0, "the centre is not marked"}, {445, 300, 0, "not round the particle itself"}});
+    int marked = pixels_of(0xFF00FF, 410, 290, 430, 310);
     EXPECT_GE(marked, 25);
     EXPECT_LE(marked, 63);
 }
@@ -236,14 +201,8 @@ TEST_F(Render, ScraperChordAcrossTheAperture)
     view_geometry v = compute_view_geometry(W, H, false);   // 4000 pixels a metre
     sim.scraper_x = 0.042;   // x = 400 + 168; half chord sqrt(0.0049 - 0.042^2) = 0.056 m
     draw_scraper(v);
-    auto scraper_at = [](int y) {
-        return pixel_at(567, y) == 0x800000u || pixel_at(568, y) == 0x800000u;
-    };
-    EXPECT_TRUE(scraper_at(300));
-    EXPECT_TRUE(scraper_at(300 - 220));
-    EXPECT_TRUE(scraper_at(300 + 220));
-    EXPECT_FALSE(scraper_at(300 - 230)) << "the chord ends at the pipe";
-    EXPECT_FALSE(scraper_at(300 + 230));
+    for (int y : {300 - 220, 300, 300 + 220}) EXPECT_GT(pixels_of(0x800000, 567, y, 568, y), 0) << "y " << y;
+    for (int y : {300 - 230, 300 + 230}) EXPECT_EQ(pixels_of(0x800000, 567, y, 568, y), 0) << "the chord ends at the pipe";
     EXPECT_EQ(pixel_at(560, 300), 0u);
 }
 
@@ -251,29 +210,18 @@ TEST_F(Render, ScraperChordAcrossTheAperture)
 
 TEST_F(Render, LuminosityBarHeightAndPeakOutline)
 {
-    const unsigned colour = 0xFFFF80;
-    // L = 1.875e33 is half of 3.75e33: the bar reaches half the height, y = 300.
+    const unsigned colour = 0xFFFF80, blue = 0x0000FF;
+    // L = 1.875e33 is half of 3.75e33: the bar reaches half the height, y = 300. The bar spans
+    // 0.94 W = 752 to 0.99 W = 792; the peak's blue outline runs up its left side and one pixel
+    // inside its right edge.
     draw_luminosity_bar(W, H, 1.875e33, 3e33, colour);
-    EXPECT_EQ(pixel_at(770, 599), colour);
-    EXPECT_EQ(pixel_at(770, 302), colour);
-    EXPECT_EQ(pixel_at(770, 297), 0u);
-    // The bar spans 0.94 W = 752 to 0.99 W = 792; the peak's blue outline runs up its left
-    // side and one pixel inside its right edge.
-    EXPECT_EQ(pixel_at(749, 450), 0u);
-    EXPECT_EQ(pixel_at(753, 450), colour);
-    EXPECT_EQ(pixel_at(789, 450), colour);
-    EXPECT_EQ(pixel_at(794, 450), 0u);
-    EXPECT_TRUE(pixel_at(751, 450) == 0x0000FFu || pixel_at(752, 450) == 0x0000FFu);
-    EXPECT_TRUE(pixel_at(790, 450) == 0x0000FFu || pixel_at(791, 450) == 0x0000FFu);
-    EXPECT_EQ(pixel_at(791, 250), 0u) << "the peak's right side is 0.99 W - 1";
-    // Peak 3e33: the outline's top at 601 - 480 = 121.
-    bool top = false;
-    for (int y = 119; y <= 122; y++) top |= pixel_at(770, y) == 0x0000FFu;
-    EXPECT_TRUE(top);
-    EXPECT_EQ(pixel_at(770, 110), 0u);
-    bool side = false;
-    for (int x = 751; x <= 753; x++) side |= pixel_at(x, 200) == 0x0000FFu;
-    EXPECT_TRUE(side) << "the outline's left side above the bar";
+    expect_pixels({{770, 599, colour}, {770, 302, colour}, {770, 297, 0}, {749, 450, 0}, {753, 450, colour},
+                   {789, 450, colour}, {794, 450, 0}, {791, 250, 0, "the peak's right side is 0.99 W - 1"},
+                   {770, 110, 0}});
+    EXPECT_GT(pixels_of(blue, 751, 450, 752, 450), 0);
+    EXPECT_GT(pixels_of(blue, 790, 450, 791, 450), 0);
+    EXPECT_GT(pixels_of(blue, 770, 119, 770, 122), 0) << "peak 3e33: the outline's top at 601 - 480 = 121";
+    EXPECT_GT(pixels_of(blue, 751, 200, 753, 200), 0) << "the outline's left side above the bar";
 }
 
 TEST_F(Render, LuminosityLineColourFollowsTheExponent)
@@ -308,32 +256,22 @@ TEST_F(Render, LuminosityLineColourFollowsTheExponent)
                 brightest = s.first;
         EXPECT_EQ(brightest, c.colour) << "L = " << c.L;
         EXPECT_GT(seen[c.colour], 30) << "L = " << c.L;
-        // The peak line below it in blue.
-        int blue_pixels = 0;
-        for (int y = 74; y < 90; y++)
-            for (int x = 600; x < 700; x++) blue_pixels += pixel_at(x, y) == 0x0000FFu;
-        EXPECT_GT(blue_pixels, 30) << "L = " << c.L;
+        EXPECT_GT(pixels_of(0x0000FF, 600, 74, 699, 89), 30) << "L = " << c.L << ": the peak line below it in blue";
         growarray_clear(&sim.spark_list);
     }
 }
 
 TEST_F(Render, NoBeamLossTextWithAFullBeamAndRedTextAfterALoss)
 {
-    auto red_pixels = [] {
-        int n = 0;
-        // "BEAM LOSS" at (3W/4, 3 h + 50) with h = 16 at double scale: rows 98 .. 113.
-        for (int y = 98; y < 114; y++)
-            for (int x = 600; x < 740; x++) n += pixel_at(x, y) == 0xFF0000u;
-        return n;
-    };
+    // "BEAM LOSS" at (3W/4, 3 h + 50) with h = 16 at double scale: rows 98 .. 113.
     track_sums sums = {0.5, 0.5};
     sim.particle_count = 10000;
     draw_text_overlay(sums);
-    EXPECT_EQ(red_pixels(), 0);
+    EXPECT_EQ(pixels_of(0xFF0000, 600, 98, 739, 113), 0);
     clear_to_black();
     sim.particle_count = 9999;
     draw_text_overlay(sums);
-    EXPECT_GT(red_pixels(), 30);
+    EXPECT_GT(pixels_of(0xFF0000, 600, 98, 739, 113), 30);
 }
 
 // ---- Vertex arrays against immediate mode -----------------------------------------------------

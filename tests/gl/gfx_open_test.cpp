@@ -39,56 +39,31 @@ protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 };
 
-TEST_F(open_death, video_that_cannot_start_fails_at_the_class_step)
+// Each step of creating the window, made to fail where SDL lets it be provoked.
+TEST_F(open_death, creation_failures_exit_with_the_step_and_its_message)
 {
-    EXPECT_EXIT(
-        {
-            prepare_child();
-            setenv("SDL_VIDEODRIVER", "nonexistent", 1);
-            graphics_open(0, 0, "t", nullptr);
-            exit(0);
-        },
-        testing::ExitedWithCode(1),
-        "Morvane/gfx_opengl:590 Failed To Register The Window Class\\.");
-}
-
-TEST_F(open_death, missing_gl_driver_finds_no_pixel_format)
-{
-    EXPECT_EXIT(
-        {
-            prepare_child();
-            setenv("SDL_OPENGL_LIBRARY", "/nonexistent/libGL.so.1", 1);
-            graphics_open(0, 0, "t", nullptr);
-            exit(0);
-        },
-        testing::ExitedWithCode(1), "Morvane/gfx_opengl:621 Can't Find A Suitable PixelFormat\\.");
-}
-
-TEST_F(open_death, impossible_buffer_request_fails_window_creation)
-{
-    EXPECT_EXIT(
-        {
-            prepare_child();
-            SDL_Init(SDL_INIT_VIDEO);   // attributes are kept only once video is up
-            SDL_GL_SetAttribute(SDL_GL_ACCUM_RED_SIZE, 64);   // no visual has this
-            graphics_open(0, 0, "t", nullptr);
-            exit(0);
-        },
-        testing::ExitedWithCode(1), "Morvane/gfx_opengl:595 Window Creation Error\\.");
-}
-
-TEST_F(open_death, impossible_context_version_fails_context_creation)
-{
-    EXPECT_EXIT(
-        {
-            prepare_child();
-            SDL_Init(SDL_INIT_VIDEO);
-            SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 99);
-            graphics_open(0, 0, "t", nullptr);
-            exit(0);
-        },
-        testing::ExitedWithCode(1),
-        "Morvane/gfx_opengl:624 Can't Create A GL Rendering Context\\.");
+    const struct { const char *step; void (*provoke)(); const char *message; } cases[] = {
+        {"video that cannot start", [] { setenv("SDL_VIDEODRIVER", "nonexistent", 1); },
+         "Morvane/gfx_opengl:590 Failed To Register The Window Class\\."},
+        {"no GL driver", [] { setenv("SDL_OPENGL_LIBRARY", "/nonexistent/libGL.so.1", 1); },
+         "Morvane/gfx_opengl:621 Can't Find A Suitable PixelFormat\\."},
+        {"a buffer no visual has",   // attributes are kept only once video is up
+         [] { SDL_Init(SDL_INIT_VIDEO), SDL_GL_SetAttribute(SDL_GL_ACCUM_RED_SIZE, 64); },
+         "Morvane/gfx_opengl:595 Window Creation Error\\."},
+        {"an impossible context version",
+         [] { SDL_Init(SDL_INIT_VIDEO), SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 99); },
+         "Morvane/gfx_opengl:624 Can't Create A GL Rendering Context\\."},
+    };
+    for (const auto &c : cases)
+        EXPECT_EXIT(
+            {
+                prepare_child();
+                c.provoke();
+                graphics_open(0, 0, "t", nullptr);
+                exit(0);
+            },
+            testing::ExitedWithCode(1), c.message)
+            << c.step;
 }
 
 TEST_F(open_death, zero_sized_choice_returns_zero_and_the_loop_check_fails)

@@ -17,6 +17,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <tuple>
 
 using namespace views_gl;
 
@@ -27,6 +28,16 @@ const int W = 800, H = 600;
 
 bool grey_axis(rgb c) { return c == rgb{128, 128, 128}; }
 
+const ring_colours colours = {0x800080, 0x800000, 0x008080, 0xFFFFFF};
+
+void load_kora()
+{
+    write_builtin_lattice("views_draw_test_kora.txt");
+    read_lattice("views_draw_test_kora.txt");
+    remove("views_draw_test_kora.txt");
+    reset_simulation_state();
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------------------
@@ -34,10 +45,7 @@ bool grey_axis(rgb c) { return c == rgb{128, 128, 128}; }
 
 TEST(ring_view_gl, the_map_uses_its_four_colours_and_the_marker_sits_at_the_anchor)
 {
-    write_builtin_lattice("views_draw_test_kora.txt");
-    read_lattice("views_draw_test_kora.txt");
-    reset_simulation_state();
-    const ring_colours colours = {0x800080, 0x800000, 0x008080, 0xFFFFFF};
+    load_kora();
     // Let the camera settle on a point in a drift (about 2 m into the seventh superperiod).
     ring_view_camera = {0, 0, 0};
     ring_walk walk;
@@ -99,10 +107,7 @@ TEST(ring_view_gl, the_map_uses_its_four_colours_and_the_marker_sits_at_the_anch
 // pixel for pixel, with line smoothing on and off.
 TEST(ring_view_gl, the_line_list_matches_immediate_mode_pixel_for_pixel)
 {
-    write_builtin_lattice("views_draw_test_kora.txt");
-    read_lattice("views_draw_test_kora.txt");
-    reset_simulation_state();
-    const ring_colours colours = {0x800080, 0x800000, 0x008080, 0xFFFFFF};
+    load_kora();
     for (bool smooth : {false, true}) {
         for (double position : {3.7, 57.25, 131.9}) {
             ring_view_camera = {12.5, -40.25, 0.3};
@@ -181,11 +186,15 @@ bool magenta(rgb c) { return c == rgb{255, 0, 255}; }
 
 } // namespace
 
-TEST(phase_graphs_gl, axes_dots_and_clipping)
+TEST(phase_graphs_gl, axes_dots_clipping_records_and_text)
 {
     memset(key_state, 0, sizeof key_state);
-    phase_records = {0, 0, 0, 0};
+    phase_records = {1, 1, 1, 1};
+    selectfont("captionfont");
+    BitmapFont *font = current_font;
     draw_graph_beam(0, false);
+    EXPECT_EQ(current_font, font) << "the text is written in ncgismall and the font put back";
+    EXPECT_EQ(phase_records.x, 1.0) << "records stay while R is up";
     screen s = read_screen();
     const rgb white = {255, 255, 255};
     EXPECT_EQ(s.at(153, 460), white) << "particle 0, left";
@@ -215,6 +224,14 @@ TEST(phase_graphs_gl, axes_dots_and_clipping)
     EXPECT_GT(text, 100);
     EXPECT_EQ(s.count(266, 300, 360, 449, [](rgb c) { return !c.black(); }), 0)
         << "the text starts at 0.45 W, 3 H / 4";
+
+    // Held R sets the records to the current maxima.
+    key_state['R'] = 0x80;
+    draw_graph_beam(0, false);
+    key_state['R'] = 0;
+    EXPECT_EQ(std::make_tuple(phase_records.x, phase_records.y, phase_records.xp, phase_records.yp),
+              std::make_tuple(0.07015, 0.03015, 0.04, 0.04));
+    selectdefaultfont();
 }
 
 TEST(phase_graphs_gl, momentum_colours_and_a_ring_in_each_graph_for_the_highlight)
@@ -236,30 +253,6 @@ TEST(phase_graphs_gl, momentum_colours_and_a_ring_in_each_graph_for_the_highligh
     EXPECT_EQ(s.count(0, 0, W, H, magenta), left_ring + right_ring);
     // The ring has a hole: the dot's neighbours are not on it.
     EXPECT_EQ(s.count(151, 458, 156, 463, magenta), 0);
-}
-
-TEST(phase_graphs_gl, holding_r_sets_the_records_to_the_current_maxima)
-{
-    phase_records = {1, 1, 1, 1};
-    memset(key_state, 0, sizeof key_state);
-    draw_graph_beam(0, false);
-    EXPECT_EQ(phase_records.x, 1.0) << "records stay while R is up";
-    key_state['R'] = 0x80;
-    draw_graph_beam(0, false);
-    key_state['R'] = 0;
-    EXPECT_EQ(phase_records.x, 0.07015);
-    EXPECT_EQ(phase_records.y, 0.03015);
-    EXPECT_EQ(phase_records.xp, 0.04);
-    EXPECT_EQ(phase_records.yp, 0.04);
-}
-
-TEST(phase_graphs_gl, the_text_is_written_in_ncgismall_and_the_font_put_back)
-{
-    selectfont("captionfont");
-    BitmapFont *before = current_font;
-    draw_graph_beam(0, false);
-    EXPECT_EQ(current_font, before);
-    selectdefaultfont();
 }
 
 TEST(phase_graphs_gl, the_dots_match_one_point_batch_drawn_a_point_at_a_time)
@@ -327,39 +320,47 @@ namespace {
 double fake_seconds = 100.0;
 double fake_clock() { return fake_seconds; }
 
-// The brightest pixel of a rectangle.
-struct peak {
-    int x, y;
-    rgb c;
-};
-peak brightest(const screen &s, int x0, int y0, int x1, int y1)
+// The brightest pixel of the square of half-side r round (x, y) lies within a pixel of it;
+// returns its colour.
+rgb expect_peak_at(const screen &s, int x, int y, int r)
 {
-    peak best = {-1, -1, {0, 0, 0}};
-    for (int y = y0; y < y1; y++)
-        for (int x = x0; x < x1; x++) {
-            rgb c = s.at(x, y);
-            if (c.r + c.g + c.b > best.c.r + best.c.g + best.c.b) best = {x, y, c};
+    int bx = -1, by = -1, best = -1;
+    for (int yy = y - r; yy < y + r; yy++)
+        for (int xx = x - r; xx < x + r; xx++) {
+            rgb c = s.at(xx, yy);
+            if (c.r + c.g + c.b > best) best = c.r + c.g + c.b, bx = xx, by = yy;
         }
-    return best;
+    EXPECT_TRUE(abs(bx - x) <= 1 && abs(by - y) <= 1) << "brightest at " << bx << "," << by << ", not " << x << "," << y;
+    return s.at(bx, by);
 }
 
 } // namespace
 
-TEST(sparks_gl, each_spark_glows_white_at_its_heart_in_its_kinds_colour_round_it)
-{
+// Sparks drawn by the frame's update, on a clock of the test's own.
+struct sparks_gl : testing::Test {
     double (*saved)() = time_now;
-    time_now = fake_clock;
-    spark_clock_restart();
     growarray list;
-    growarray_init(&list, sizeof(spark), 1);
+    void SetUp() override
+    {
+        time_now = fake_clock;
+        spark_clock_restart();
+        growarray_init(&list, sizeof(spark), 1);
+        clear_screen();
+    }
+    void TearDown() override
+    {
+        growarray_free(&list);
+        time_now = saved;
+    }
+};
+
+TEST_F(sparks_gl, each_spark_glows_white_at_its_heart_in_its_kinds_colour_round_it)
+{
     const spark red = {-150, 0, 0, 0, 0}, green = {0, 0, 0, 0, 1}, blue = {150, 100, 0, 0, 2};
     for (const spark &s : {red, green, blue}) growarray_append(&list, &s);
-
-    clear_screen();
     update_and_draw_sparks(&list);
     screen s = read_screen();
-    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
-    EXPECT_FALSE(glIsEnabled(GL_BLEND));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D) || glIsEnabled(GL_BLEND));
     EXPECT_EQ(list.count, 3u);
 
     struct case_ {
@@ -369,47 +370,34 @@ TEST(sparks_gl, each_spark_glows_white_at_its_heart_in_its_kinds_colour_round_it
     };
     const case_ cases[] = {{"red", 250, 300, 0}, {"green", 400, 300, 1}, {"blue", 550, 200, 2}};
     for (const case_ &c : cases) {
-        peak p = brightest(s, c.cx - 40, c.cy - 40, c.cx + 40, c.cy + 40);
-        EXPECT_LE(abs(p.x - c.cx), 1) << c.name;
-        EXPECT_LE(abs(p.y - c.cy), 1) << c.name;
-        EXPECT_GT(std::min({p.c.r, p.c.g, p.c.b}), 100) << c.name << ": a white heart";
+        SCOPED_TRACE(c.name);
+        rgb heart = expect_peak_at(s, c.cx, c.cy, 40);
+        EXPECT_GT(std::min({heart.r, heart.g, heart.b}), 100) << "a white heart";
         // Round the heart the kind's channel leads and the other two are equal.
-        int tinted = s.count(c.cx - 28, c.cy - 28, c.cx + 28, c.cy + 28, [&](rgb q) {
+        auto lead = [&](rgb q) {   // the kind's own channel, then the other two
             int v[3] = {q.r, q.g, q.b};
-            int o1 = v[(c.channel + 1) % 3], o2 = v[(c.channel + 2) % 3];
-            return v[c.channel] > o1 + 10 && o1 == o2;
-        });
-        EXPECT_GT(tinted, 50) << c.name;
-        int wrong = s.count(c.cx - 28, c.cy - 28, c.cx + 28, c.cy + 28, [&](rgb q) {
-            int v[3] = {q.r, q.g, q.b};
-            return v[(c.channel + 1) % 3] > v[c.channel] || v[(c.channel + 2) % 3] > v[c.channel];
-        });
-        EXPECT_EQ(wrong, 0) << c.name;
+            return std::make_tuple(v[c.channel], v[(c.channel + 1) % 3], v[(c.channel + 2) % 3]);
+        };
+        EXPECT_GT(s.count(c.cx - 28, c.cy - 28, c.cx + 28, c.cy + 28, [&](rgb q) {
+            auto [own, o1, o2] = lead(q);
+            return own > o1 + 10 && o1 == o2;
+        }), 50);
+        EXPECT_EQ(s.count(c.cx - 28, c.cy - 28, c.cx + 28, c.cy + 28, [&](rgb q) {
+            auto [own, o1, o2] = lead(q);
+            return o1 > own || o2 > own;
+        }), 0);
         // Nothing beyond the large square's 28 pixels.
-        EXPECT_EQ(s.count(c.cx - 40, c.cy + 29, c.cx + 40, c.cy + 40, [](rgb q) { return !q.black(); }), 0)
-            << c.name;
+        EXPECT_EQ(s.count(c.cx - 40, c.cy + 29, c.cx + 40, c.cy + 40, [](rgb q) { return !q.black(); }), 0);
     }
-    growarray_free(&list);
-    time_now = saved;
 }
 
-TEST(sparks_gl, sparks_stand_still_on_the_first_update_then_move_and_leave)
+TEST_F(sparks_gl, sparks_stand_still_on_the_first_update_then_move_and_leave)
 {
-    double (*saved)() = time_now;
-    time_now = fake_clock;
-    spark_clock_restart();
-    growarray list;
-    growarray_init(&list, sizeof(spark), 1);
     const spark mover = {0, 0, 30, 20, 0}, leaver = {399.5, -250, 1, 0, 1};
     growarray_append(&list, &mover);
     growarray_append(&list, &leaver);
-
-    clear_screen();
     update_and_draw_sparks(&list);   // dt = 0 however long the clock has run
-    screen first = read_screen();
-    peak p = brightest(first, 300, 200, 500, 400);
-    EXPECT_LE(abs(p.x - 400), 1);
-    EXPECT_LE(abs(p.y - 300), 1);
+    expect_peak_at(read_screen(), 400, 300, 100);
     EXPECT_EQ(((spark *)list.data)[0].x, 0.0);
 
     fake_seconds += 0.1;             // dt = 1: the mover goes 30 right and 20 up
@@ -417,13 +405,9 @@ TEST(sparks_gl, sparks_stand_still_on_the_first_update_then_move_and_leave)
     update_and_draw_sparks(&list);
     screen second = read_screen();
     ASSERT_EQ(list.count, 1u) << "the spark past the right edge is gone";
-    p = brightest(second, 300, 200, 500, 400);
-    EXPECT_LE(abs(p.x - 430), 1);
-    EXPECT_LE(abs(p.y - 280), 1);
+    expect_peak_at(second, 430, 280, 100);
     EXPECT_EQ(second.count(W - 60, H - 80, W, H, [](rgb q) { return !q.black(); }), 0)
         << "the removed spark is not drawn";
-    growarray_free(&list);
-    time_now = saved;
 }
 
 // ---------------------------------------------------------------------------------------

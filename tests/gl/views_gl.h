@@ -1,5 +1,5 @@
-// What the views' GL tests share: a window with the carried fonts, and the back buffer read
-// into rows from the top.
+// What the text and views GL tests share: a window with the carried fonts (loaded in the order
+// captionfont, ncgibig, ncgismall), and the back buffer read into rows from the top.
 #pragma once
 
 #include "Morvane/bitmapfonts.h"
@@ -26,7 +26,8 @@ inline int print_fatal(report_record *record)
 // Opens the window once per test program, never reaching a message box.
 struct window : ::testing::Environment {
     int width, height;
-    window(int w, int h) : width(w), height(h) {}
+    bool select_default;   // the default font made current; else the first loaded stays so
+    window(int w, int h, bool select = true) : width(w), height(h), select_default(select) {}
     void SetUp() override
     {
         report_handler = print_fatal;
@@ -34,7 +35,7 @@ struct window : ::testing::Environment {
         loadfontdata(data_captionfont_fnt, data_captionfont_fnt_size, "captionfont");
         loadfontdata(data_ncgibig_fnt, data_ncgibig_fnt_size, "ncgibig");
         loadfontdata(data_ncgismall_fnt, data_ncgismall_fnt_size, "ncgismall");
-        selectdefaultfont();
+        if (select_default) selectdefaultfont();
     }
 };
 
@@ -77,9 +78,9 @@ inline screen read_screen()
     return s;
 }
 
-inline void clear_screen()
+inline void clear_screen(float grey = 0)
 {
-    glClearColor(0, 0, 0, 0);
+    glClearColor(grey, grey, grey, 0);
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     glLoadIdentity();
 }

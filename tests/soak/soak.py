@@ -37,18 +37,12 @@ SPEED_HALVINGS = 6
 SHOT_GAP = (10.0, 30.0)   # seconds between screenshots; names only change every 0.3 s
 HELP_GAP = (30.0, 90.0)
 SHOT_WAIT = 20.0       # a screenshot that takes longer than this counts as missed
-EXPECTED_FILE = re.compile(r"^(fentra|kora_sp\.txt|warnings\.log|graphics_error\.log|"
-                           r"Fentra_\d{5}\.(bmp|png))$")
+SHOT_NAME = re.compile(r"^Fentra_\d{5}\.(bmp|png)$")
+EXPECTED_FILE = re.compile(r"^(fentra|kora_sp\.txt|warnings\.log|graphics_error\.log)$")
 
 
 def pick(rng, table):
-    total = sum(w for _, w in table)
-    x = rng.uniform(0, total)
-    for name, w in table:
-        x -= w
-        if x < 0:
-            return name
-    return table[-1][0]
+    return rng.choices([name for name, _ in table], [w for _, w in table])[0]
 
 
 def timeline(rng, width, height):
@@ -62,14 +56,7 @@ def timeline(rng, width, height):
     # memory measured after the first minute already includes every feature.
     tour = [k for k, _ in EDGE_KEYS + HELD_KEYS] + EXCLUSIVE_KEYS
     rng.shuffle(tour)
-    next_shot = rng.uniform(*SHOT_GAP)
-    next_help = rng.uniform(*HELP_GAP)
-
-    def release_all(at):
-        while releases:
-            _, k = heapq.heappop(releases)
-            yield (at, "up", k)
-
+    next_shot, next_help = rng.uniform(*SHOT_GAP), rng.uniform(*HELP_GAP)
     while True:
         t += rng.uniform(0.03, 0.25)
         while releases and releases[0][0] <= t:
@@ -86,13 +73,12 @@ def timeline(rng, width, height):
         elif rng.random() < 0.15:
             yield (t, "mouse", (rng.randrange(width), rng.randrange(height)))
             continue
-        elif rng.random() < 0.4:
-            key = pick(rng, EDGE_KEYS)
         else:
-            key = pick(rng, HELD_KEYS)
+            key = pick(rng, EDGE_KEYS if rng.random() < 0.4 else HELD_KEYS)
 
         if key in EXCLUSIVE_KEYS:
-            yield from release_all(t)
+            while releases:
+                yield (t, "up", heapq.heappop(releases)[1])
             t += 0.3
             yield (t, "shot" if key == "ctrl+s" else "help", rng.uniform(0.2, 1.5))
             t += 2.0
@@ -126,12 +112,9 @@ def status_kb(pid, field):
     """A "VmHWM"-style field of /proc/<pid>/status in kB, or None once the process is gone."""
     try:
         with open(f"/proc/{pid}/status") as f:
-            for line in f:
-                if line.startswith(field + ":"):
-                    return int(line.split()[1])
+            return next((int(line.split()[1]) for line in f if line.startswith(field + ":")), None)
     except OSError:
         return None
-    return None
 
 
 def child_pid(parent):
@@ -150,23 +133,18 @@ def child_pid(parent):
 
 def bmp_ok(path, width, height):
     """A complete 24-bit bottom-up BMP of the whole screen."""
-    stride = (width * 3 + 3) // 4 * 4
     try:
         with open(path, "rb") as f:
             head = f.read(54)
         size = os.path.getsize(path)
     except OSError:
         return False
-    if len(head) < 54 or head[:2] != b"BM":
-        return False
-    w = int.from_bytes(head[18:22], "little", signed=True)
-    h = int.from_bytes(head[22:26], "little", signed=True)
-    bits = int.from_bytes(head[28:30], "little")
-    return (w, h, bits) == (width, height, 24) and size == 54 + stride * height
+    field = lambda at, n: int.from_bytes(head[at:at + n], "little", signed=True)
+    return (len(head) == 54 and head[:2] == b"BM" and (field(18, 4), field(22, 4), field(28, 2)) ==
+            (width, height, 24) and size == 54 + (width * 3 + 3) // 4 * 4 * height)
 
 
-# The run's whole state, in one record.
-S = types.SimpleNamespace()
+S = types.SimpleNamespace()   # the run's whole state
 
 
 def log(msg):
@@ -182,17 +160,16 @@ def xdo(*args):
                    timeout=20)
 
 
+def tap(key, seconds):
+    xdo("keydown", key)
+    time.sleep(seconds)
+    xdo("keyup", key)
+    act(key)
+
+
 def fail(msg):
     log(f"FAIL: {msg}")
     raise SystemExit
-
-
-def check_alive():
-    code = S.proc.poll()
-    if code is not None:
-        how = f"killed by signal {-code}" if code < 0 else f"ended with status {code}"
-        fail(f"the program {how} during the run, {time.monotonic() - S.t0:.1f} s in; "
-             f"last output:\n{tail(S.out_path)}")
 
 
 def tail(path, lines=15):
@@ -203,30 +180,33 @@ def tail(path, lines=15):
         return ""
 
 
+def check_alive():
+    code = S.proc.poll()
+    if code is not None:
+        how = f"killed by signal {-code}" if code < 0 else f"ended with status {code}"
+        fail(f"the program {how} during the run, {time.monotonic() - S.t0:.1f} s in; "
+             f"last output:\n{tail(S.out_path)}")
+
+
 def take_new_shots():
-    """Checks and removes the screenshots that have appeared; returns how many there were."""
-    found = 0
+    """Counts and removes (6 MB each) the screenshots that are complete."""
     for name in os.listdir(S.run):
-        if not re.match(r"^Fentra_\d{5}\.(bmp|png)$", name) or name in S.shots_seen:
-            continue
         path = os.path.join(S.run, name)
-        if name.endswith(".bmp") and not bmp_ok(path, S.width, S.height):
-            continue    # still being written: look again later
-        S.shots_seen.add(name)
-        found += 1
-        os.remove(path)    # 6 MB each: keep the disk use of a long run small
-    S.shots += found
-    return found
+        if SHOT_NAME.match(name) and name not in S.shots_seen and (
+                name.endswith(".png") or bmp_ok(path, S.width, S.height)):
+            S.shots_seen.add(name)
+            S.shots += 1
+            os.remove(path)
 
 
 def housekeeping():
     check_alive()
-    now = time.monotonic()
     take_new_shots()
+    now = time.monotonic()
     if S.base_hwm is None and now >= S.t0 + S.base_after:
         S.base_hwm = status_kb(S.pid, "VmHWM")
-        S.base_rss = status_kb(S.pid, "VmRSS")
-        log(f"peak RSS after {S.base_after:.0f} s: {S.base_hwm} kB (RSS now {S.base_rss} kB)")
+        log(f"peak RSS after {S.base_after:.0f} s: {S.base_hwm} kB "
+            f"(RSS now {status_kb(S.pid, 'VmRSS')} kB)")
     if now >= S.next_report:
         S.next_report += 60
         log(f"{(now - S.t0) / 60:5.1f} min: RSS {status_kb(S.pid, 'VmRSS')} kB, peak "
@@ -251,9 +231,9 @@ def screenshot():
     xdo("keydown", "s")
     time.sleep(0.15)
     xdo("keyup", "s")
+    act("ctrl+s")
     S.keys += 1
     S.shot_presses += 1
-    act("ctrl+s")
     start = time.monotonic()
     while S.shots == before and time.monotonic() - start < SHOT_WAIT:
         time.sleep(0.1)
@@ -270,60 +250,44 @@ def screenshot():
     return time.monotonic() - start
 
 
-def help_screen(pause):
-    xdo("keydown", "F1")
-    time.sleep(0.15)
-    xdo("keyup", "F1")
-    act("F1")
-    time.sleep(pause)
-    check_alive()
-    xdo("keydown", "space")
-    time.sleep(0.12)
-    xdo("keyup", "space")
-    act("space (leave help)")
-    S.keys += 2
-
-
 def drive(seconds):
     """Plays the seeded timeline until the time is up; waiting for screenshots shifts it."""
     held = set()
-    offset = S.t0
-    end = S.t0 + seconds
+    offset, end = S.t0, S.t0 + seconds
     for vt, op, arg in timeline(random.Random(S.seed), S.width, S.height):
         wait_until(offset + vt)
         if time.monotonic() >= end:
             break
-        if op == "down":
-            xdo("keydown", arg)
-            held.add(arg)
-            S.keys += 1
-            if arg == "KP_Add":
-                S.doublings += 1
-            elif arg == "KP_Subtract":
-                S.doublings -= 1
-            act(f"down {arg}")
-        elif op == "up":
-            xdo("keyup", arg)
-            held.discard(arg)
-            act(f"up {arg}")
+        if op in ("down", "up"):
+            xdo(f"key{op}", arg)
+            act(f"{op} {arg}")
+            if op == "down":
+                held.add(arg)
+                S.keys += 1
+                S.doublings += {"KP_Add": 1, "KP_Subtract": -1}.get(arg, 0)
+            else:
+                held.discard(arg)
         elif op == "mouse":
             xdo("mousemove", str(arg[0]), str(arg[1]))
             S.mouse_moves += 1
             act(f"mouse {arg[0]} {arg[1]}")
         elif op == "shot":
             offset += screenshot()
-        elif op == "help":
-            help_screen(arg)
+        else:   # the help page, then Space after a pause
+            tap("F1", 0.15)
+            time.sleep(arg)
+            check_alive()
+            tap("space", 0.12)
+            S.keys += 2
     for k in sorted(held):
         xdo("keyup", k)
         act(f"up {k}")
 
 
-def start_program(minutes):
-    limit = int(minutes * 60 + 120)
+def run(minutes):
     S.out = open(S.out_path, "w")
-    S.proc = subprocess.Popen(["timeout", "-k", "5", str(limit), "./fentra"], cwd=S.run,
-                              stdout=S.out, stderr=subprocess.STDOUT)
+    S.proc = subprocess.Popen(["timeout", "-k", "5", str(int(minutes * 60 + 120)), "./fentra"],
+                              cwd=S.run, stdout=S.out, stderr=subprocess.STDOUT)
     S.pid = child_pid(S.proc.pid)
     if S.pid is None:
         fail("the program did not start")
@@ -335,15 +299,15 @@ def start_program(minutes):
     S.width, S.height = (int(v) for v in geo.stdout.split())
     time.sleep(0.5)    # the window takes the keyboard focus about 0.1 s after it appears
     check_alive()
-
-
-def quit_program():
-    S.end_hwm = status_kb(S.pid, "VmHWM")
-    S.end_rss = status_kb(S.pid, "VmRSS")
-    xdo("keydown", "q")
-    time.sleep(0.2)
-    xdo("keyup", "q")
-    act("q")
+    log(f"window up; driving for {minutes:g} min on a {S.width} x {S.height} screen")
+    S.t0 = time.monotonic()
+    S.next_report = S.t0 + 60
+    drive(minutes * 60)
+    check_alive()
+    if S.base_hwm is None:
+        fail("the run ended before the first memory reading")
+    S.end_hwm, S.end_rss = status_kb(S.pid, "VmHWM"), status_kb(S.pid, "VmRSS")
+    tap("q", 0.2)
     try:
         S.status = S.proc.wait(timeout=30)
     except subprocess.TimeoutExpired:
@@ -351,16 +315,14 @@ def quit_program():
     take_new_shots()
 
 
-def final_checks():
+def final_checks(names):
     problems = []
     if S.status != 0:
-        problems.append(f"exit status {S.status} after Q (expected 0); output:\n"
-                        f"{tail(S.out_path)}")
+        problems.append(f"exit status {S.status} after Q (expected 0); output:\n{tail(S.out_path)}")
     if S.base_hwm and S.end_hwm and S.end_hwm > S.base_hwm * 1.10:
         problems.append(f"peak RSS grew from {S.base_hwm} kB to {S.end_hwm} kB "
                         f"(+{100.0 * (S.end_hwm - S.base_hwm) / S.base_hwm:.1f} %, over 10 %)")
-    names = sorted(os.listdir(S.run))
-    strays = [n for n in names if not EXPECTED_FILE.match(n)]
+    strays = [n for n in names if not EXPECTED_FILE.match(n) and not SHOT_NAME.match(n)]
     if strays:
         problems.append(f"unexpected files in the program's directory: {strays}")
     if "fentra" not in names or "kora_sp.txt" not in names:
@@ -372,35 +334,24 @@ def final_checks():
     broken = [n for n in names if n.endswith(".bmp")]
     if broken:
         problems.append(f"screenshots that are not a complete 24-bit BMP of the screen: {broken}")
-    return names, problems
+    return problems
 
 
 def main():
-    run, minutes, seed, work = sys.argv[1], float(sys.argv[2]), int(sys.argv[3]), sys.argv[4]
-    S.run, S.seed = run, seed
-    S.out_path = os.path.join(work, "fentra_output.txt")
+    run_dir, minutes, seed, work = sys.argv[1], float(sys.argv[2]), int(sys.argv[3]), sys.argv[4]
+    S.run, S.seed, S.out_path = run_dir, seed, os.path.join(work, "fentra_output.txt")
     S.actions = open(os.path.join(work, "actions.log"), "w", buffering=1)
     S.keys = S.shots = S.shot_presses = S.mouse_moves = S.doublings = S.missed_in_a_row = 0
     S.shots_seen = set()
-    S.base_hwm = S.base_rss = S.end_hwm = S.end_rss = S.status = None
-    seconds = minutes * 60
+    S.base_hwm = S.end_hwm = S.end_rss = S.status = S.proc = None
     # Memory is compared with its peak after the first minute, or half the run if shorter.
-    S.base_after = 60.0 if seconds >= 120 else seconds / 2
-    S.proc = None
+    S.base_after = 60.0 if minutes >= 2 else minutes * 30
+    S.t0 = time.monotonic()
     try:
-        S.t0 = time.monotonic()
-        start_program(minutes)
-        log(f"window up; driving for {minutes:g} min on a {S.width} x {S.height} screen")
-        S.t0 = time.monotonic()
-        S.next_report = S.t0 + 60
-        drive(seconds)
-        check_alive()
-        if S.base_hwm is None:
-            fail("the run ended before the first memory reading")
-        quit_program()
-        names, problems = final_checks()
+        run(minutes)
+        problems = final_checks(sorted(os.listdir(run_dir)))
     except SystemExit:
-        names, problems = (sorted(os.listdir(run)), ["see above"])
+        problems = ["see above"]
     finally:
         if S.proc is not None and S.proc.poll() is None:
             S.proc.terminate()    # the timeout command; it passes the signal on
@@ -409,24 +360,21 @@ def main():
             except subprocess.TimeoutExpired:
                 S.proc.kill()
 
-    log(f"keys sent: {S.keys} (net speed doublings {S.doublings}), pointer moves: "
-        f"{S.mouse_moves}")
+    names = sorted(os.listdir(run_dir))
+    log(f"keys sent: {S.keys} (net speed doublings {S.doublings}), pointer moves: {S.mouse_moves}")
     log(f"screenshots: {S.shots} from {S.shot_presses} Ctrl+S presses")
     log(f"peak RSS: {S.base_hwm} kB after {S.base_after:.0f} s, {S.end_hwm} kB at the end "
         f"(RSS then {S.end_rss} kB)")
-    log(f"exit status: {S.status}")
-    log(f"files left: {names}")
+    log(f"exit status: {S.status}\nfiles left: {names}")
     if "warnings.log" in names:
-        log("warnings.log:\n" + tail(os.path.join(run, "warnings.log")))
+        log("warnings.log:\n" + tail(os.path.join(run_dir, "warnings.log")))
     others = [ln for ln in tail(S.out_path, 1000).splitlines() if "magick" not in ln]
     if others:
-        log("program output (other than the missing image converter):\n" +
-            "\n".join(others[-15:]))
+        log("program output (other than the missing image converter):\n" + "\n".join(others[-15:]))
     for p in problems:
         if p != "see above":
             log(f"FAIL: {p}")
     if problems:
-        S.actions.flush()
         log("last actions (seconds since the window came up):\n" +
             tail(os.path.join(work, "actions.log"), 25).rstrip())
         log(f"seed {seed}; the actions are in {os.path.join(work, 'actions.log')}")

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <numbers>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -31,6 +32,12 @@ const scale kora = {0.0323835344, 0.02434880285, -0.002313357742, 0.004573547238
 const scale game = {0.05, 0.05, 1.0 / 1500, 1.0 / 1500};
 const scale cell = {0.04, 0.04, 1.0 / 75, 1.0 / 75};
 const scale fodo = {0.05720499999999999, 0.03579625, 0.010925618390000875, 0.017459929461884974};
+
+// Particle i as (x, y, x', y', p).
+std::tuple<double, double, double, double, double> particle(int i)
+{
+    return {beam_x[i], beam_y[i], beam_xp[i], beam_yp[i], beam_momentum[i]};
+}
 
 class beam : public ::testing::Test {
 protected:
@@ -142,60 +149,20 @@ TEST_F(beam, every_kind_has_its_shape_and_scale_in_every_lattice)
     }
 }
 
-TEST_F(beam, kora_mirrors_the_horizontal_angles)
-{
-    sim.kora_lattice = true;
-    make_beam(beam_waterbag);
-    // Same draws without KORA: x' has the opposite sign, scaled by the KORA factor.
-    double xp_kora = beam_xp[0];
-    SetUp();
-    make_beam(beam_waterbag);
-    EXPECT_NEAR(xp_kora, beam_xp[0] / cell.xp * kora.xp, 1e-18);
-    EXPECT_LT(xp_kora * beam_xp[0], 0);
-}
-
-// The first particles after a restart of the generator, drawn again here by hand in the
-// documented order: the point (with its rejection loop), then two draws for the momentum.
+// The first particles after a restart of the generator, as fixed numbers: the point is drawn
+// with its rejection loop (three points are rejected before particle 0), then two draws for the
+// momentum, then particle 1's point, accepted at the first try.
 TEST_F(beam, first_particles_follow_the_draw_order)
 {
-    lcg g;
-    double want[2][5];
-    for (auto &w : want) {
-        double x, y, xp, yp;
-        do {
-            x = g.S();
-            y = g.S();
-            xp = g.S();
-            yp = g.S();
-        } while ((float)(x * x + y * y + xp * xp + yp * yp) > 1.0);
-        double p = g.S() * 0 + 1.0;
-        w[0] = x * 0.05;
-        w[1] = y * 0.05;
-        w[2] = xp * 0.0006666666666666666;
-        w[3] = yp * 0.0006666666666666666;
-        w[4] = p;
-    }
     beam_outcome o = create_beam_if_asked(beam_keys{});   // the first frame: no particles
     ASSERT_EQ(o.kind, beam_game);
     EXPECT_FALSE(o.restart_frame);
-    for (int i = 0; i < 2; i++) {
-        EXPECT_EQ(beam_x[i], want[i][0]) << "particle " << i;
-        EXPECT_EQ(beam_y[i], want[i][1]) << "particle " << i;
-        EXPECT_EQ(beam_xp[i], want[i][2]) << "particle " << i;
-        EXPECT_EQ(beam_yp[i], want[i][3]) << "particle " << i;
-        EXPECT_EQ(beam_momentum[i], want[i][4]) << "particle " << i;
-    }
-    // The same values as fixed numbers: three points are rejected before particle 0, whose
-    // momentum pair is drawn before particle 1's point, accepted at the first try.
     const double fixed[2][4] = {
         {-0.012213107571005822, 0.007118321675807238, 0.000142887440820535, 0.0002173733003437519},
         {0.010766775626689196, 0.03026056913658977, -0.00026405762260158855, 0.0003022410459816456}};
-    for (int i = 0; i < 2; i++) {
-        EXPECT_EQ(beam_x[i], fixed[i][0]) << "particle " << i;
-        EXPECT_EQ(beam_y[i], fixed[i][1]) << "particle " << i;
-        EXPECT_EQ(beam_xp[i], fixed[i][2]) << "particle " << i;
-        EXPECT_EQ(beam_yp[i], fixed[i][3]) << "particle " << i;
-    }
+    for (int i = 0; i < 2; i++)
+        EXPECT_EQ(particle(i), std::make_tuple(fixed[i][0], fixed[i][1], fixed[i][2], fixed[i][3], 1.0))
+            << "particle " << i;
 }
 
 TEST_F(beam, parallel_gaussian_and_kv_draws_follow_their_order)
@@ -233,7 +200,7 @@ TEST_F(beam, parallel_gaussian_and_kv_draws_follow_their_order)
         EXPECT_NEAR(beam_yp[0], v[3] * 0.25 / 75, 1e-17);
     }
     // K-V in KORA: the accepted point times the single-precision reciprocal of its
-    // single-precision radius.
+    // single-precision radius, and KORA's scale mirrors the horizontal angles.
     {
         SetUp();
         lcg g;
@@ -246,10 +213,8 @@ TEST_F(beam, parallel_gaussian_and_kv_draws_follow_their_order)
         float inverse = 1 / sqrtf(q);
         sim.kora_lattice = true;
         make_beam(beam_kv);
-        EXPECT_EQ(beam_x[0], c[0] * inverse * kora.x);
-        EXPECT_EQ(beam_y[0], c[1] * inverse * kora.y);
-        EXPECT_EQ(beam_xp[0], c[2] * inverse * kora.xp);
-        EXPECT_EQ(beam_yp[0], c[3] * inverse * kora.yp);
+        EXPECT_EQ(particle(0), std::make_tuple(c[0] * inverse * kora.x, c[1] * inverse * kora.y,
+                                               c[2] * inverse * kora.xp, c[3] * inverse * kora.yp, 1.0));
     }
 }
 
@@ -278,27 +243,13 @@ TEST_F(beam, a_new_beam_resets_the_peak_the_sparks_and_after_travel_the_ring)
         spark s = {1, 2, 3, 4, 1};
         for (int k = 0; k < 6; k++) growarray_append(&sim.spark_list, &s);
         beam_outcome o = create_beam_if_asked(beam_keys{true, false, false, false, false});
-        EXPECT_EQ(o.kind, beam_parallel) << r.what;
-        EXPECT_EQ(o.restart_frame, r.restart) << r.what;
-        EXPECT_EQ(sim.ring_position, r.ring_after) << r.what;
-        EXPECT_EQ(sim.beam_made_for_kora, r.made_for_kora_after) << r.what;
-        EXPECT_EQ(sim.particle_count, 10000) << r.what;
-        EXPECT_EQ(sim.peak_luminosity, 1e-6) << r.what;
-        EXPECT_EQ(sim.spark_list.count, 0u) << r.what;
-        EXPECT_EQ(sim.spark_list.capacity, 1u) << r.what;
+        EXPECT_EQ(std::make_tuple(o.kind, o.restart_frame, sim.ring_position, sim.beam_made_for_kora),
+                  std::make_tuple((int)beam_parallel, r.restart, r.ring_after, r.made_for_kora_after))
+            << r.what;
+        EXPECT_EQ(std::make_tuple(sim.particle_count, sim.peak_luminosity, sim.spark_list.count, sim.spark_list.capacity),
+                  std::make_tuple(10000, 1e-6, 0u, 1u))
+            << r.what;
     }
-}
-
-TEST_F(beam, switching_kora_on_remakes_a_kv_beam_once)
-{
-    sim.particle_count = 10000;
-    sim.ring_position = 30;
-    sim.kora_lattice = true;
-    EXPECT_EQ(create_beam_if_asked(beam_keys{}).kind, beam_kv);
-    EXPECT_TRUE(sim.beam_made_for_kora);
-    EXPECT_EQ(create_beam_if_asked(beam_keys{}).kind, beam_none);
-    sim.kora_lattice = false;
-    EXPECT_EQ(create_beam_if_asked(beam_keys{}).kind, beam_none) << "switching back keeps the beam";
 }
 
 TEST_F(beam, momentum_spread_toggles_and_redraws_from_the_last_particle_down)
@@ -310,11 +261,8 @@ TEST_F(beam, momentum_spread_toggles_and_redraws_from_the_last_particle_down)
     lcg g;
     double p2 = g.S() * 0.15 + 1.0, p1 = g.S() * 0.15 + 1.0, p0 = g.S() * 0.15 + 1.0;
     toggle_momentum_spread();
-    EXPECT_EQ(sim.momentum_spread, 0.15);
-    EXPECT_EQ(beam_momentum[2], p2);
-    EXPECT_EQ(beam_momentum[1], p1);
-    EXPECT_EQ(beam_momentum[0], p0);
-    EXPECT_EQ(beam_momentum[3], 7.0);
+    EXPECT_EQ(std::make_tuple(sim.momentum_spread, beam_momentum[0], beam_momentum[1], beam_momentum[2], beam_momentum[3]),
+              std::make_tuple(0.15, p0, p1, p2, 7.0));
 
     sim.particle_count = 10000;
     toggle_momentum_spread();
@@ -379,14 +327,9 @@ TEST_F(beam, highlight_picks_a_random_particle_and_swaps_it_into_slot_zero)
     ASSERT_EQ(j, 5635);   // (41 / 32768 + 18467) / 32768 = 0.5636
     toggle_highlight();
     EXPECT_TRUE(sim.highlight);
-    EXPECT_EQ(beam_x[0], j);
-    EXPECT_EQ(beam_y[0], -j);
-    EXPECT_EQ(beam_xp[0], 2.0 * j);
-    EXPECT_EQ(beam_yp[0], 3.0 * j);
-    EXPECT_EQ(beam_x[j], 0);
-    EXPECT_EQ(beam_yp[j], 0);
-    EXPECT_EQ(beam_momentum[0], 1.0) << "momenta stay in place";
-    EXPECT_EQ(beam_momentum[j], 1 + j * 1e-5);
+    // The two swap places; the momenta stay where they were.
+    EXPECT_EQ(particle(0), std::make_tuple((double)j, (double)-j, 2.0 * j, 3.0 * j, 1.0));
+    EXPECT_EQ(particle(j), std::make_tuple(0.0, -0.0, 0.0, 0.0, 1 + j * 1e-5));
 
     // Switching off draws nothing.
     toggle_highlight();

@@ -1,5 +1,6 @@
 // Collective effects and figures of merit: the space-charge kick, the luminosity with its
-// exponent, mantissa, colour, text and bar, the beam-loss text and the scraper.
+// exponent, mantissa, colour, text and bar, the beam-loss text and the scraper's chord. (The
+// scraper's movement is checked through the frame, in gl/app_frame_test.)
 #include "fentra/collective.h"
 #include "fentra/state.h"
 #include "fentra/tracking.h"
@@ -140,17 +141,6 @@ TEST(luminosity, reading_colour_and_text_by_exponent)
     EXPECT_STREQ(text, "Peak: 2.5 x 10^{33}");
 }
 
-TEST(luminosity, colour_boundaries)
-{
-    struct row {
-        int e;
-        unsigned colour;
-    };
-    const row rows[] = {{-6, 0x808000}, {30, 0x808000}, {31, 0xC0C000}, {32, 0xFFF000},
-                        {33, 0xFFFF80}, {34, 0xFFFFFF}, {50, 0xFFFFFF}};
-    for (const row &r : rows) EXPECT_EQ(luminosity_colour(r.e), r.colour) << "e = " << r.e;
-}
-
 TEST_F(collective, peak_only_rises)
 {
     const double sequence[] = {3e30, 1e30, 5e31, 0, 4e31, 6e31};
@@ -204,33 +194,6 @@ TEST(luminosity_bar, fills_the_height_at_3_75e33)
         EXPECT_NEAR(b.top, r.top, 1e-9) << "L = " << r.L;
         EXPECT_NEAR(b.peak_top, r.peak_top, 1e-9) << "peak = " << r.peak;
     }
-}
-
-TEST_F(collective, scraper_moves_within_the_pipe)
-{
-    struct row {
-        const char *what;
-        double start;
-        bool left, right;
-        double end;
-    };
-    const row rows[] = {
-        {"left", 0.03, true, false, 0.0295}, {"right", 0.03, false, true, 0.0305},
-        {"both", 0.03, true, true, 0.03},    {"left at the axis", 0.0002, true, false, 0.0},
-        {"right at the pipe", 0.0698, false, true, 0.07}, {"neither", 0.01, false, false, 0.01},
-    };
-    for (const row &r : rows) {
-        sim.scraper_x = r.start;
-        move_scraper(r.left, r.right);
-        EXPECT_NEAR(sim.scraper_x, r.end, 1e-15) << r.what;
-        EXPECT_GE(sim.scraper_x, 0.0) << r.what;
-        EXPECT_LE(sim.scraper_x, 0.07) << r.what;
-    }
-    sim.scraper_x = 0.03;
-    for (int k = 0; k < 200; k++) move_scraper(false, true);
-    EXPECT_EQ(sim.scraper_x, 0.07) << "Right held stops at the pipe";
-    for (int k = 0; k < 200; k++) move_scraper(true, false);
-    EXPECT_EQ(sim.scraper_x, 0.0) << "Left held stops at the axis";
 }
 
 TEST(scraper, line_is_the_aperture_chord_at_the_edge)

@@ -1,6 +1,6 @@
 // Checks the three fonts carried in data/: their glyph records, the sizes and colours the text
-// code relies on, how they pack into one texture at the font loader's maximum width of 2048,
-// and that the generator in tools/ still makes them byte for byte.
+// code relies on, and that the generator in tools/ still makes them byte for byte. (How they
+// pack into their textures is checked with the loader's own packing in text_packing_test.)
 
 #include "carried_data.h"
 
@@ -202,73 +202,6 @@ TEST(CarriedFonts, CaptionGlyphsAreTopAlignedAndCutBelowTheirInk)
     EXPECT_TRUE(last_row_inked) << "'" << (char)code << "' has blank rows at the bottom";
   }
 }
-
-// ---------------------------------------------------------------------------------------------
-// Shelf packing of the loader: slots in order, gap = line height / 4, a new shelf when the
-// running x passes 2048; texture sides are powers of two.
-
-struct packing {
-  int shelves, last_shelf_y, texture_width, texture_height;
-};
-
-int power_of_two_at_least(int v)
-{
-  int p = 1;
-  while (p < v) p *= 2;
-  return p;
-}
-
-packing pack(const std::vector<glyph_record>& glyphs)
-{
-  const int max_width = 2048;
-  int line_height = 1;
-  for (const glyph_record& g : glyphs) line_height = std::max(line_height, g.height);
-  int gap = line_height / 4, x = 0, y = 0, needed = 1, shelves = 1;
-  for (const glyph_record& g : glyphs) {
-    int glyph_x = x;
-    x += g.width + gap;
-    if (x > max_width) {
-      y += line_height + gap;
-      shelves++;
-      glyph_x = 0;
-      x = g.width + gap;
-    }
-    needed = std::max(needed, glyph_x + g.width);
-  }
-  return {shelves, y, power_of_two_at_least(needed), power_of_two_at_least(y + line_height)};
-}
-
-TEST(ShelfPacking, OverflowStartsANewShelfBelowTheGap)
-{
-  std::vector<glyph_record> glyphs(3, glyph_record{1000, 8, {}});
-  packing p = pack(glyphs);
-  EXPECT_EQ(p.shelves, 2);
-  EXPECT_EQ(p.last_shelf_y, 10);          // 8 rows plus the gap of 2
-  EXPECT_EQ(p.texture_width, 2048);       // second glyph ends at 2002
-  EXPECT_EQ(p.texture_height, 32);        // 10 + 8 = 18
-}
-
-TEST(ShelfPacking, CarriedFontsGetTheirTextures)
-{
-  struct expected_packing {
-    const char* font;
-    packing result;
-  };
-  const expected_packing table[] = {
-      {"captionfont", {2, 25, 2048, 64}},
-      {"ncgibig", {1, 0, 2048, 8}},
-      {"ncgismall", {1, 0, 1024, 8}},
-  };
-  for (const expected_packing& e : table) {
-    packing p = pack(glyphs_of(font_named(e.font)));
-    EXPECT_EQ(p.shelves, e.result.shelves) << e.font;
-    EXPECT_EQ(p.last_shelf_y, e.result.last_shelf_y) << e.font;
-    EXPECT_EQ(p.texture_width, e.result.texture_width) << e.font;
-    EXPECT_EQ(p.texture_height, e.result.texture_height) << e.font;
-  }
-}
-
-// ---------------------------------------------------------------------------------------------
 
 #ifdef FONTGEN_PATH
 std::vector<unsigned char> read_file(const std::filesystem::path& path)

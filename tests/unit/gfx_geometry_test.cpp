@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <tuple>
 
 // Primary 1920 x 1080; a second screen to its right; a third to the left, lower down.
 static const screen_rect three_monitors[] = {
@@ -15,10 +16,7 @@ static const screen_rect three_monitors[] = {
 TEST(placement, virtual_screen_is_the_bounding_box)
 {
     screen_rect v = virtual_screen(three_monitors, 3);
-    EXPECT_EQ(v.left, -800);
-    EXPECT_EQ(v.top, 0);
-    EXPECT_EQ(v.right, 3200);
-    EXPECT_EQ(v.bottom, 1080);
+    EXPECT_EQ(std::make_tuple(v.left, v.top, v.right, v.bottom), std::make_tuple(-800, 0, 3200, 1080));
     screen_rect none = virtual_screen(three_monitors, 0);
     EXPECT_EQ(none.right - none.left, 0);
 }
@@ -49,12 +47,9 @@ TEST(placement, full_screen_areas_by_mode_and_argument)
     for (const auto &c : cases) {
         window_placement p = place_window(c.mode, c.arg, three_monitors, 3, 0, c.offset_x,
                                           c.offset_y, 100, 100, 4, 4, 23);
-        EXPECT_EQ(p.x, c.x) << c.what;
-        EXPECT_EQ(p.y, c.y) << c.what;
-        EXPECT_EQ(p.width, c.w) << c.what;
-        EXPECT_EQ(p.height, c.h) << c.what;
-        EXPECT_EQ(p.outer_width, c.w) << c.what << ": full screen has no frame";
-        EXPECT_EQ(p.outer_height, c.h) << c.what << ": full screen has no frame";
+        EXPECT_EQ(std::make_tuple(p.x, p.y, p.width, p.height, p.outer_width, p.outer_height),
+                  std::make_tuple(c.x, c.y, c.w, c.h, c.w, c.h))
+            << c.what << " (full screen has no frame)";
     }
 }
 
@@ -86,17 +81,13 @@ TEST(placement, windowed_areas_are_centred_on_the_pointer_inside_the_virtual_scr
         window_placement p = place_window(c.mode, c.arg, c.monitors, c.count, 1, 0, 0,
                                           c.pointer_x, c.pointer_y, c.frame_x, c.frame_y,
                                           c.caption);
-        EXPECT_EQ(p.x, c.x) << c.what;
-        EXPECT_EQ(p.y, c.y) << c.what;
-        EXPECT_EQ(p.width, c.w) << c.what;
-        EXPECT_EQ(p.height, c.h) << c.what;
-        EXPECT_EQ(p.outer_width, c.outer_w) << c.what;
-        EXPECT_EQ(p.outer_height, c.outer_h) << c.what;
+        EXPECT_EQ(std::make_tuple(p.x, p.y, p.width, p.height, p.outer_width, p.outer_height),
+                  std::make_tuple(c.x, c.y, c.w, c.h, c.outer_w, c.outer_h))
+            << c.what;
     }
     // the offsets do not move a framed window
     window_placement p = place_window(0, 0, one_monitor, 1, 1, 300, 300, 960, 540, 0, 0, 0);
-    EXPECT_EQ(p.x, 528);
-    EXPECT_EQ(p.y, 216);
+    EXPECT_EQ(std::make_pair(p.x, p.y), std::make_pair(528, 216));
 }
 
 static unsigned bits(float f)
@@ -122,9 +113,8 @@ TEST(matrices, fixed_perspective_of_the_resize_step)
         SCOPED_TRACE(testing::Message() << c.w << " x " << c.h);
         EXPECT_FLOAT_EQ(m[0], c.m0);
         EXPECT_FLOAT_EQ(m[5], c.m5);
-        EXPECT_EQ(bits(m[10]), 0xBF80068Du);
-        EXPECT_EQ(bits(m[11]), bits(-1.0f));
-        EXPECT_EQ(bits(m[14]), 0xBE4CD20Bu);
+        EXPECT_EQ(std::make_tuple(bits(m[10]), bits(m[11]), bits(m[14])),
+                  std::make_tuple(0xBF80068Du, bits(-1.0f), 0xBE4CD20Bu));
         for (int i : {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 15}) EXPECT_EQ(m[i], 0.0f) << "m[" << i << "]";
     }
     float m[16];
@@ -141,8 +131,7 @@ TEST(matrices, camera_helpers)
     EXPECT_FLOAT_EQ(m[5], (float)(1920.0 / 1080.0));
     EXPECT_FLOAT_EQ(m[10], (float)(102.0 / -100.0));
     EXPECT_FLOAT_EQ(m[14], (float)(2 * 101.0 / -100.0));
-    EXPECT_EQ(m[11], -1.0f);
-    EXPECT_EQ(m[15], 0.0f);
+    EXPECT_EQ(std::make_pair(m[11], m[15]), std::make_pair(-1.0f, 0.0f));
     EXPECT_NEAR(matrix_field_of_view_x(m), 90.0, 1e-4);
 
     matrix_depth_range(m, 0.5, 50);
@@ -221,10 +210,9 @@ TEST(circles, segment_counts)
     for (const auto &c : cases)
         EXPECT_EQ(circle_segments(c.r, c.pixel), c.n) << "r " << c.r << ", pixel " << c.pixel;
     // arcs: |a1 - a0| x 0.8 x sqrt(r in pixels), at least 1
-    EXPECT_EQ(arc_segments(M_PI, 100, 1), 25);
-    EXPECT_EQ(arc_segments(-M_PI, 100, 1), 25);
-    EXPECT_EQ(arc_segments(0.01, 100, 1), 1);
-    EXPECT_EQ(arc_segments(2 * M_PI, 25, 1), 25);
+    EXPECT_EQ(std::make_tuple(arc_segments(M_PI, 100, 1), arc_segments(-M_PI, 100, 1), arc_segments(0.01, 100, 1),
+                              arc_segments(2 * M_PI, 25, 1)),
+              std::make_tuple(25, 25, 1, 25));
 }
 
 TEST(circles, culling_of_discs_and_outlines)

@@ -18,18 +18,16 @@ record make(int id) { return record{id, id * 0.5}; }
 
 const record *records(const growarray &a) { return (const record *)a.data; }
 
-TEST(growarray, init_gives_an_empty_block_of_the_minimum_capacity)
+// An array of the given minimum capacity holding records 0 .. n-1.
+growarray filled(unsigned min_capacity, int n)
 {
     growarray a;
-    growarray_init(&a, sizeof(record), 3);
-    EXPECT_EQ(a.count, 0u);
-    EXPECT_EQ(a.capacity, 3u);
-    EXPECT_EQ(a.min_capacity, 3u);
-    EXPECT_EQ(a.element_size, sizeof(record));
-    EXPECT_EQ(a.growth, 60.0f);
-    EXPECT_NE(a.data, nullptr);
-    EXPECT_EQ(a.alias, nullptr);
-    growarray_free(&a);
+    growarray_init(&a, sizeof(record), min_capacity);
+    for (int k = 0; k < n; k++) {
+        record r = make(k);
+        growarray_append(&a, &r);
+    }
+    return a;
 }
 
 // Capacity after each append from an empty array of capacity 1: a full block grows to
@@ -64,12 +62,7 @@ TEST(growarray, remove_shrinks_below_sixty_per_cent_use)
     };
     const step steps[] = {{9, 10}, {8, 10}, {7, 10}, {6, 10}, {5, 6},
                           {4, 6},  {3, 3},  {2, 3},  {1, 1},  {0, 1}};
-    growarray a;
-    growarray_init(&a, sizeof(record), 1);
-    for (int k = 0; k < 10; k++) {
-        record r = make(k);
-        growarray_append(&a, &r);
-    }
+    growarray a = filled(1, 10);
     ASSERT_EQ(a.capacity, 10u);
     for (const step &s : steps) {
         growarray_remove(&a, a.count - 1);
@@ -82,12 +75,7 @@ TEST(growarray, remove_shrinks_below_sixty_per_cent_use)
 
 TEST(growarray, shrinking_stops_at_the_minimum_capacity)
 {
-    growarray a;
-    growarray_init(&a, sizeof(record), 4);
-    for (int k = 0; k < 20; k++) {
-        record r = make(k);
-        growarray_append(&a, &r);
-    }
+    growarray a = filled(4, 20);
     while (a.count > 0) {
         growarray_remove(&a, 0);
         ASSERT_GE(a.capacity, 4u) << "at count " << a.count;
@@ -109,12 +97,7 @@ TEST(growarray, remove_moves_the_last_record_into_the_gap)
         {3, {0, 4, 2}, 3},      // removing the last record moves nothing
         {0, {2, 4}, 2},
     };
-    growarray a;
-    growarray_init(&a, sizeof(record), 8);
-    for (int k = 0; k < 5; k++) {
-        record r = make(k);
-        growarray_append(&a, &r);
-    }
+    growarray a = filled(8, 5);
     for (const removal &r : removals) {
         growarray_remove(&a, r.index);
         ASSERT_EQ(a.count, r.count_after);
@@ -126,27 +109,17 @@ TEST(growarray, remove_moves_the_last_record_into_the_gap)
 
 TEST(growarray, removal_from_empty_or_past_the_end_does_nothing)
 {
-    growarray a;
-    growarray_init(&a, sizeof(record), 1);
-    void *data = a.data;
-    growarray_remove(&a, 0);
-    EXPECT_EQ(a.count, 0u);
-    EXPECT_EQ(a.capacity, 1u);
-    EXPECT_EQ(a.data, data);
-
-    for (int k = 0; k < 3; k++) {
-        record r = make(k);
-        growarray_append(&a, &r);
+    for (int n : {0, 3}) {
+        growarray a = filled(1, n);
+        unsigned capacity = a.capacity;
+        void *data = a.data;
+        for (unsigned index : {(unsigned)n, 1000u}) growarray_remove(&a, index);
+        EXPECT_EQ(a.count, (unsigned)n);
+        EXPECT_EQ(a.capacity, capacity);
+        EXPECT_EQ(a.data, data);
+        for (int k = 0; k < n; k++) EXPECT_EQ(records(a)[k].id, k);
+        growarray_free(&a);
     }
-    unsigned capacity = a.capacity;
-    data = a.data;
-    growarray_remove(&a, 3);
-    growarray_remove(&a, 1000);
-    EXPECT_EQ(a.count, 3u);
-    EXPECT_EQ(a.capacity, capacity);
-    EXPECT_EQ(a.data, data);
-    for (int k = 0; k < 3; k++) EXPECT_EQ(records(a)[k].id, k);
-    growarray_free(&a);
 }
 
 TEST(growarray, alias_follows_every_reallocation)
@@ -180,12 +153,7 @@ TEST(growarray, alias_follows_every_reallocation)
 
 TEST(growarray, clear_returns_to_the_minimum_capacity_and_stays_usable)
 {
-    growarray a;
-    growarray_init(&a, sizeof(record), 3);
-    for (int k = 0; k < 40; k++) {
-        record r = make(k);
-        growarray_append(&a, &r);
-    }
+    growarray a = filled(3, 40);
     ASSERT_GT(a.capacity, 3u);
     growarray_clear(&a);
     EXPECT_EQ(a.count, 0u);

@@ -7,8 +7,9 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -69,13 +70,8 @@ TEST(palette, landmark_entries)
 
     float r[256], g[256], b[256];
     buildpalette(r, g, b);
-    EXPECT_EQ(r[8], 0.25f);
-    EXPECT_EQ(g[7], 0.5f);
-    EXPECT_EQ(r[14], 1.0f);
-    EXPECT_EQ(g[14], 1.0f);
-    EXPECT_EQ(b[14], 0.0f);
-    EXPECT_EQ(b[3], 0.5f);
-    EXPECT_EQ(r[3], 0.0f);
+    EXPECT_EQ(std::make_tuple(r[8], g[7], r[14], g[14], b[14], b[3], r[3]),
+              std::make_tuple(0.25f, 0.5f, 1.0f, 1.0f, 0.0f, 0.5f, 0.0f));
     EXPECT_NEAR(r[17], 1.0 / 23, 1e-6);
     EXPECT_NEAR(b[40 + 36 * 3 + 6 * 2 + 1], 0.6, 1e-6);
     EXPECT_NEAR(g[40 + 36 * 3 + 6 * 2 + 1], 0.4, 1e-6);
@@ -127,45 +123,23 @@ TEST(palette, every_entry_is_found_again_by_its_colour)
 TEST(palette, file_has_the_text_header_and_one_line_per_entry)
 {
     char path[] = "/tmp/palette_test_XXXXXX";
-    int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-
+    close(mkstemp(path));
     float r[256], g[256], b[256];
     buildpalette(r, g, b);
-    // A few entries with values at the edges of the 255.9 conversion.
-    r[200] = 0.999f;  // 255.64 -> 255
-    g[200] = 0.0039f; // 0.998 -> 0
-    b[200] = 0.004f;  // 1.0236 -> 1
+    // An entry with values at the edges of the 255.9 conversion: 255.64 -> 255, 0.998 -> 0, 1.0236 -> 1.
+    r[200] = 0.999f, g[200] = 0.0039f, b[200] = 0.004f;
     writepalette(r, g, b, path);
-
     std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    std::string text = s.str();
+    std::string text((std::istreambuf_iterator<char>(in)), {});
     remove(path);
 
-    const std::string header = "JASC-PAL\n0100\n256\n";
-    ASSERT_EQ(text.compare(0, header.size(), header), 0) << text.substr(0, 30);
-    EXPECT_EQ(text.find('\r'), std::string::npos);
-    std::vector<std::string> lines;
-    std::stringstream body(text.substr(header.size()));
-    for (std::string line; std::getline(body, line);) lines.push_back(line);
-    ASSERT_EQ(lines.size(), 256u);
-    EXPECT_EQ(text.back(), '\n');
-    struct {
-        int index;
-        const char *line;
-    } cases[] = {{0, "0 0 0"}, {7, "127 127 127"}, {8, "63 63 63"}, {12, "255 0 0"}, {27, "122 122 122"},
-                 {39, "255 255 255"}, {41, "51 0 0"}, {200, "255 0 1"}, {254, "204 255 255"}};
-    for (const auto &c : cases) EXPECT_EQ(lines[c.index], c.line) << "entry " << c.index;
-    // Every other line agrees with the packed colours.
+    // LF line ends; every line agrees with the packed colours (hand-checked ones above).
+    std::string want = "JASC-PAL\n0100\n256\n";
     for (int i = 0; i < 256; ++i) {
-        if (i == 200) continue;
-        int c = palettecolour(i);
-        EXPECT_EQ(lines[i], std::to_string(c >> 16) + " " + std::to_string((c >> 8) & 255) + " " +
-                                std::to_string(c & 255));
+        int c = i == 200 ? 0xFF0001 : palettecolour(i);
+        want += std::to_string(c >> 16) + " " + std::to_string((c >> 8) & 255) + " " + std::to_string(c & 255) + "\n";
     }
+    EXPECT_EQ(text, want);
 }
 
 // ---- Colour maps ---------------------------------------------------------------------------------

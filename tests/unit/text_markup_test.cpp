@@ -1,10 +1,8 @@
 // Text markup and measuring without a display: the compiled byte sequences of the Greek,
-// script and tag passes, buffers too small for the growth, random text through every pass,
-// and text widths by the layout rules.
+// script and tag passes, buffers too small for the growth, and text widths by the layout
+// rules. (Random text through every pass is the fuzz target markup's, replayed in the suite.)
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
 #include <string>
 
 #include "text_fonts.h"
@@ -156,40 +154,6 @@ TEST(TextMarkup, SmallBuffersAreNeverOverrun) {
     char buffer[16] = "10^{5}";
     scriptcodes(buffer, 15, -1, 0, 256);
     EXPECT_STREQ(buffer, "10^{5}");
-}
-
-// Random text through every pass: nothing is written outside the buffer and the result is
-// well-formed compiled text that can be measured.
-TEST(TextMarkup, RandomTextThroughEveryPass) {
-    reset_test_fonts();
-    register_test_font("fuzz", ascii_block(8, 8));
-    const char alphabet[] = "^_{}#=colCOLtab0123456789alphamuvarthetaxi \n\x02\x05";
-    uint32_t state = 2024;
-    auto next = [&state]() { state = state * 1664525u + 1013904223u; return state >> 8; };
-    const unsigned char guard = 0x5C;
-    for (int iteration = 0; iteration < 4000; iteration++) {
-        size_t length = next() % 48;
-        size_t capacity = length + 1 + next() % 96;
-        std::vector<char> buffer(capacity + 16, (char)guard);
-        for (size_t i = 0; i < capacity; i++) {
-            unsigned r = next();
-            buffer[i] = (char)(r % 3 ? alphabet[r % (sizeof alphabet - 1)] : 1 + r % 255);
-        }
-        buffer[length] = 0;   // the bytes after the text stay random, as in a reused buffer
-        char *text = buffer.data();
-        switch (iteration % 4) {
-        case 0: compiletext(text, capacity, -1); break;
-        case 1: tagcodes(scriptcodes(text, capacity, 3, 0, 256), capacity); break;
-        case 2: scriptcodes(greekcodes(tagcodes(text, capacity), capacity), capacity, -1, -40, 200); break;
-        default: tagcodes(text, capacity); break;
-        }
-        for (size_t i = capacity; i < buffer.size(); i++)
-            ASSERT_EQ((unsigned char)buffer[i], guard) << "iteration " << iteration << ", byte " << i;
-        // Every sequence ends with a pass that leaves whole items inside the buffer.
-        ASSERT_LT(compiledlength(text), capacity) << "iteration " << iteration;
-        ASSERT_TRUE(std::isfinite(textwidth(text))) << "iteration " << iteration;
-    }
-    reset_test_fonts();
 }
 
 // ---------------------------------------------------------------------------------------

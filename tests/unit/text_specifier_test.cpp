@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 
 #include "Morvane/random.h"
 #include "carried_data.h"
@@ -121,14 +122,12 @@ TEST_F(TextSpecifiers, ScaleTwoOnCaptionFontMakesOneVariant) {
     ASSERT_EQ(font_registry.count, before + 1);
     BitmapFont *variant = font_registry.fonts[before];
     EXPECT_STREQ(variant->name, "captionfont:width=2:height=2");
-    EXPECT_EQ(current_font, variant);
-    EXPECT_EQ(variant->style.base, caption);
-    EXPECT_EQ(variant->style.slots, 0);
-    EXPECT_EQ(variant->texture, caption->texture);
+    EXPECT_EQ(std::make_tuple(current_font, variant->style.base, variant->style.slots, variant->texture,
+                              variant->lineHeight),
+              std::make_tuple(variant, caption, 0, caption->texture, caption->lineHeight));
     EXPECT_EQ(0, memcmp(variant->glyphX, caption->glyphX, sizeof caption->glyphX));
-    EXPECT_EQ(variant->lineHeight, caption->lineHeight);
-    EXPECT_EQ(current_line_height, 2 * caption->lineHeight);
-    EXPECT_EQ(current_cell_width, 2 * caption->maxGlyphWidth);
+    EXPECT_EQ(std::make_tuple(current_line_height, current_cell_width),
+              std::make_tuple(2 * caption->lineHeight, 2 * caption->maxGlyphWidth));
 
     fontstyle again = parsefontspec("captionfont:scale=2");
     EXPECT_DOUBLE_EQ(fontvariantscore(&again, variant), 1.0);

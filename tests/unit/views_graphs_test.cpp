@@ -10,6 +10,7 @@
 
 #include <cfloat>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -20,6 +21,8 @@ std::string statistics(const phase_maxima &current, const phase_maxima &record)
     phase_statistics_text(text, sizeof text, current, record);
     return text;
 }
+
+std::tuple<double, double, double, double> values(const phase_maxima &m) { return {m.x, m.xp, m.y, m.yp}; }
 
 // The beam layout of a 1920 x 1080 screen with the graphs on: 4800 pixels per metre
 // (1080 / 0.225) and twice that per radian.
@@ -72,10 +75,7 @@ TEST(phase_graphs, maxima_are_of_signed_values_and_start_from_zero)
     for (const case_ &c : cases) {
         phase_maxima m = current_maxima(c.x.data(), c.y.data(), c.xp.data(), c.yp.data(),
                                         (int)c.x.size());
-        EXPECT_EQ(m.x, c.expected.x) << c.name;
-        EXPECT_EQ(m.xp, c.expected.xp) << c.name;
-        EXPECT_EQ(m.y, c.expected.y) << c.name;
-        EXPECT_EQ(m.yp, c.expected.yp) << c.name;
+        EXPECT_EQ(values(m), values(c.expected)) << c.name;
     }
 }
 
@@ -87,24 +87,17 @@ TEST(phase_graphs, records_hold_the_largest_until_r_is_held)
     update_phase_records(big, false);
     update_phase_records(small, false);
     // Each record is the larger of the two, coordinate by coordinate.
-    EXPECT_EQ(phase_records.x, 0.03);
-    EXPECT_EQ(phase_records.xp, 0.003);
-    EXPECT_EQ(phase_records.y, 0.025);
-    EXPECT_EQ(phase_records.yp, 0.004);
+    EXPECT_EQ(values(phase_records), std::make_tuple(0.03, 0.003, 0.025, 0.004));
 
     // While R is held the records follow the current maxima, down as well as up.
     const phase_maxima frames[] = {small, {0.002, 0.001, 0.001, 0.0005}, big};
     for (const phase_maxima &m : frames) {
         update_phase_records(m, true);
-        EXPECT_EQ(phase_records.x, m.x);
-        EXPECT_EQ(phase_records.xp, m.xp);
-        EXPECT_EQ(phase_records.y, m.y);
-        EXPECT_EQ(phase_records.yp, m.yp);
+        EXPECT_EQ(values(phase_records), values(m));
     }
     // With no particles the records stay as they are.
     update_phase_records({0, 0, 0, 0}, false);
-    EXPECT_EQ(phase_records.x, big.x);
-    EXPECT_EQ(phase_records.yp, big.yp);
+    EXPECT_EQ(values(phase_records), values(big));
 }
 
 TEST(phase_graphs, the_statistics_text_has_four_lines_of_current_and_record)

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -196,11 +197,8 @@ TEST(ring_view, no_element_means_no_point_and_a_camera_left_alone)
     walker w;
     ring_camera camera = {5, 6, 0.25};
     walk_ring(&w.walk, &camera, W, H, 12.0, 10, 0, colours);
-    EXPECT_FALSE(w.walk.marker_found);
-    EXPECT_EQ(w.walk.segments.count, 0u);
-    EXPECT_EQ(camera.ox, 5);
-    EXPECT_EQ(camera.oy, 6);
-    EXPECT_EQ(camera.angle, 0.25);
+    EXPECT_EQ(std::make_tuple(w.walk.marker_found, w.walk.segments.count, camera.ox, camera.oy, camera.angle),
+              std::make_tuple(false, 0u, 5.0, 6.0, 0.25));
 }
 
 TEST(ring_view, the_turn_decays_by_one_percent_a_frame)
