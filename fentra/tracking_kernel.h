@@ -34,9 +34,9 @@ struct step_result {
 
 // The step in groups of two, four or eight particles, one build for each processor family;
 // tracking.cpp chooses at start-up. loss_slots has room for n entries.
-step_result step_beam_twos(int n, const step_fields &f, int *loss_slots);        // any processor
-step_result step_beam_fours_avx(int n, const step_fields &f, int *loss_slots);   // x86-64 with AVX
-step_result step_beam_eights(int n, const step_fields &f, int *loss_slots);      // x86-64 with AVX-512
+step_result step_beam_twos(int n, const step_fields &f, int *loss_slots);       // any processor
+step_result step_beam_fours_avx(int n, const step_fields &f, int *loss_slots);  // AVX
+step_result step_beam_eights(int n, const step_fields &f, int *loss_slots);     // AVX-512
 
 // Two, four or eight neighbouring particles' values handled as one. Each operation keeps the
 // rounding of a lone double (the build contracts nothing into fused multiply-adds), so a
@@ -46,17 +46,24 @@ typedef double four_doubles __attribute__((vector_size(32)));
 typedef double eight_doubles __attribute__((vector_size(64)));
 typedef long long two_masks __attribute__((vector_size(16)));
 
-#define INLINE static inline __attribute__((always_inline))
+#define KERNEL_INLINE static inline __attribute__((always_inline))
 
 static const double two52 = 0x1p52, two53 = 0x1p53;
 
 template <typename V> constexpr int lanes = sizeof(V) / sizeof(double);
 
-template <typename V> INLINE void load_lanes(V &v, const double *a) { memcpy(&v, a, sizeof v); }
-template <typename V> INLINE void store_lanes(double *a, const V &v) { memcpy(a, &v, sizeof v); }
+template <typename V> KERNEL_INLINE void load_lanes(V &v, const double *a)
+{
+    memcpy(&v, a, sizeof v);
+}
 
-INLINE void spread(double &v, double d) { v = d; }
-template <typename V> INLINE void spread(V &v, double d)
+template <typename V> KERNEL_INLINE void store_lanes(double *a, const V &v)
+{
+    memcpy(a, &v, sizeof v);
+}
+
+KERNEL_INLINE void spread(double &v, double d) { v = d; }
+template <typename V> KERNEL_INLINE void spread(V &v, double d)
 {
     for (int k = 0; k < lanes<V>; k++) v[k] = d;
 }
@@ -67,7 +74,7 @@ template <typename F> struct lane_fields {
     F ds, K, D, S, SX, OC, bend, two_SX;
 };
 
-template <typename F> INLINE void spread_fields(lane_fields<F> &g, const step_fields &f)
+template <typename F> KERNEL_INLINE void spread_fields(lane_fields<F> &g, const step_fields &f)
 {
     spread(g.ds, f.ds);
     spread(g.K, f.K);
@@ -82,10 +89,12 @@ template <typename F> INLINE void spread_fields(lane_fields<F> &g, const step_fi
 // The kick and drift of one particle (T = double) or of a group. The x kick uses the old y',
 // the y kick the new x' (solenoid coupling); the bend's horizontal weak focusing uses the old x.
 template <typename T>
-INLINE void kick_drift(T &x, T &y, T &xp, T &yp, const T &p, const lane_fields<T> &f, bool with_bend)
+KERNEL_INLINE void kick_drift(T &x, T &y, T &xp, T &yp, const T &p, const lane_fields<T> &f,
+                              bool with_bend)
 {
     const T &ds = f.ds, &K = f.K, &D = f.D, &S = f.S, &SX = f.SX, &OC = f.OC;
-    T xpn = xp - ((K * x + D - S * yp) + SX * (x * x - y * y) + OC * (x * x * x - 3.0 * x * y * y)) * ds / p;
+    T xpn = xp - ((K * x + D - S * yp) + SX * (x * x - y * y) +
+                  OC * (x * x * x - 3.0 * x * y * y)) * ds / p;
     T ypn = yp + ((3.0 * x * x * y - y * y * y) * OC + (f.two_SX * x + K) * y - S * xpn) * ds / p;
     if (with_bend) xpn = xpn - f.bend * x / p;
     x = x + xpn * ds;
@@ -94,12 +103,12 @@ INLINE void kick_drift(T &x, T &y, T &xp, T &yp, const T &p, const lane_fields<T
     yp = ypn;
 }
 
-INLINE void step_one(int i, const lane_fields<double> &f, bool with_bend)
+KERNEL_INLINE void step_one(int i, const lane_fields<double> &f, bool with_bend)
 {
     kick_drift(beam_x[i], beam_y[i], beam_xp[i], beam_yp[i], beam_momentum[i], f, with_bend);
 }
 
-template <typename V> INLINE void step_group(int i, const lane_fields<V> &f, bool with_bend)
+template <typename V> KERNEL_INLINE void step_group(int i, const lane_fields<V> &f, bool with_bend)
 {
     V x, y, xp, yp, p;
     load_lanes(x, beam_x + i);
@@ -114,7 +123,7 @@ template <typename V> INLINE void step_group(int i, const lane_fields<V> &f, boo
     store_lanes(beam_yp + i, yp);
 }
 
-INLINE bool lost_at(double x, double y, const step_fields &f)
+KERNEL_INLINE bool lost_at(double x, double y, const step_fields &f)
 {
     return x * x + y * y > aperture_radius_squared || (f.scraper && x > f.edge);
 }
@@ -124,10 +133,10 @@ INLINE bool lost_at(double x, double y, const step_fields &f)
 template <typename V> struct lane_flags_of;
 template <typename V> using lane_flags = typename lane_flags_of<V>::type;
 
-INLINE bool any_lane(unsigned m) { return m != 0; }
+KERNEL_INLINE bool any_lane(unsigned m) { return m != 0; }
 
 #if defined(__AVX__)
-INLINE double lane_total(const four_doubles &a)
+KERNEL_INLINE double lane_total(const four_doubles &a)
 {
     four_doubles h = a + __builtin_shufflevector(a, a, 2, 3, 0, 1);
     return h[0] + h[1];
@@ -136,21 +145,23 @@ INLINE double lane_total(const four_doubles &a)
 template <> struct lane_flags_of<four_doubles> { typedef unsigned type; };
 
 // Flags the particles of a group that lie beyond the pipe or the scraper edge.
-INLINE void flag_lost(unsigned &out, const four_doubles &x, const four_doubles &y, const step_fields &f)
+KERNEL_INLINE void flag_lost(unsigned &out, const four_doubles &x, const four_doubles &y,
+                             const step_fields &f)
 {
-    out = _mm256_movemask_pd(_mm256_cmp_pd(x * x + y * y, _mm256_set1_pd(aperture_radius_squared), _CMP_GT_OQ));
+    __m256d r2 = _mm256_set1_pd(aperture_radius_squared);
+    out = _mm256_movemask_pd(_mm256_cmp_pd(x * x + y * y, r2, _CMP_GT_OQ));
     if (f.scraper) out |= _mm256_movemask_pd(_mm256_cmp_pd(x, _mm256_set1_pd(f.edge), _CMP_GT_OQ));
 }
 
 // Adds a flag for each lane of d that is a half.
-INLINE void flag_halves(unsigned &h, const four_doubles &d)
+KERNEL_INLINE void flag_halves(unsigned &h, const four_doubles &d)
 {
     h |= _mm256_movemask_pd(_mm256_cmp_pd(d, _mm256_set1_pd(0.5), _CMP_EQ_OQ)) |
          _mm256_movemask_pd(_mm256_cmp_pd(d, _mm256_set1_pd(-0.5), _CMP_EQ_OQ));
 }
 
 // r = q rounded to the nearest whole number, ties to even.
-INLINE void round_lanes(four_doubles &r, const four_doubles &q)
+KERNEL_INLINE void round_lanes(four_doubles &r, const four_doubles &q)
 {
     r = _mm256_round_pd(q, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
 }
@@ -159,24 +170,25 @@ INLINE void round_lanes(four_doubles &r, const four_doubles &q)
 // Groups of two for any processor: one register of 128-bit vectors.
 template <> struct lane_flags_of<two_doubles> { typedef two_masks type; };
 
-INLINE bool any_lane(const two_masks &m) { return (m[0] | m[1]) != 0; }
+KERNEL_INLINE bool any_lane(const two_masks &m) { return (m[0] | m[1]) != 0; }
 
-INLINE double lane_total(const two_doubles &a) { return a[0] + a[1]; }
+KERNEL_INLINE double lane_total(const two_doubles &a) { return a[0] + a[1]; }
 
-INLINE void flag_lost(two_masks &out, const two_doubles &x, const two_doubles &y, const step_fields &f)
+KERNEL_INLINE void flag_lost(two_masks &out, const two_doubles &x, const two_doubles &y,
+                             const step_fields &f)
 {
     out = x * x + y * y > aperture_radius_squared;
     if (f.scraper) out = out | (x > f.edge);
 }
 
-INLINE void flag_halves(two_masks &h, const two_doubles &d)
+KERNEL_INLINE void flag_halves(two_masks &h, const two_doubles &d)
 {
     h = h | (d == 0.5) | (d == -0.5);
 }
 
 // Adding and taking away 2^52 rounds a value in [0, 2^52) to the nearest whole number, ties to
 // even. Larger values, infinities and NaNs give totals the headroom test refuses.
-INLINE void round_lanes(two_doubles &r, const two_doubles &q)
+KERNEL_INLINE void round_lanes(two_doubles &r, const two_doubles &q)
 {
     r = (q + two52) - two52;
 }
@@ -185,25 +197,27 @@ INLINE void round_lanes(two_doubles &r, const two_doubles &q)
 #if defined(__AVX512F__)
 template <> struct lane_flags_of<eight_doubles> { typedef unsigned type; };
 
-INLINE void flag_lost(unsigned &out, const eight_doubles &x, const eight_doubles &y, const step_fields &f)
+KERNEL_INLINE void flag_lost(unsigned &out, const eight_doubles &x, const eight_doubles &y,
+                             const step_fields &f)
 {
     out = _mm512_cmp_pd_mask(x * x + y * y, _mm512_set1_pd(aperture_radius_squared), _CMP_GT_OQ);
     if (f.scraper) out |= _mm512_cmp_pd_mask(x, _mm512_set1_pd(f.edge), _CMP_GT_OQ);
 }
 
-INLINE void flag_halves(unsigned &h, const eight_doubles &d)
+KERNEL_INLINE void flag_halves(unsigned &h, const eight_doubles &d)
 {
     h |= _mm512_cmp_pd_mask(_mm512_abs_pd(d), _mm512_set1_pd(0.5), _CMP_EQ_OQ);
 }
 
-INLINE void round_lanes(eight_doubles &r, const eight_doubles &q)
+KERNEL_INLINE void round_lanes(eight_doubles &r, const eight_doubles &q)
 {
     r = _mm512_mask_roundscale_pd(q, 0xff, q, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
 }
 
-INLINE double lane_total(const eight_doubles &a)
+KERNEL_INLINE double lane_total(const eight_doubles &a)
 {
-    four_doubles lo = __builtin_shufflevector(a, a, 0, 1, 2, 3), hi = __builtin_shufflevector(a, a, 4, 5, 6, 7);
+    four_doubles lo = __builtin_shufflevector(a, a, 0, 1, 2, 3);
+    four_doubles hi = __builtin_shufflevector(a, a, 4, 5, 6, 7);
     return lane_total(lo + hi);
 }
 #endif
@@ -216,8 +230,8 @@ INLINE double lane_total(const eight_doubles &a)
 // it moves into a lost slot before its turn. The arrays come out as stepping and testing one
 // particle at a time would leave them.
 template <typename V, bool with_bend>
-INLINE int step_and_take_losses(int n, const step_fields &fields, int *loss_slots, int *losses,
-                                bool *lost_first)
+KERNEL_INLINE int step_and_take_losses(int n, const step_fields &fields, int *loss_slots,
+                                       int *losses, bool *lost_first)
 {
     constexpr int W = lanes<V>;
     double *X = beam_x, *Y = beam_y, *XP = beam_xp, *YP = beam_yp, *P = beam_momentum;
@@ -276,7 +290,7 @@ struct ordered_sum {
 };
 
 // A power of two from its biased exponent.
-INLINE double power_of_two(uint64_t biased_exponent)
+KERNEL_INLINE double power_of_two(uint64_t biased_exponent)
 {
     uint64_t bits = biased_exponent << 52;
     double d;
@@ -285,7 +299,7 @@ INLINE double power_of_two(uint64_t biased_exponent)
 }
 
 // The running sum with the value s.
-INLINE ordered_sum sum_at(double s)
+KERNEL_INLINE ordered_sum sum_at(double s)
 {
     ordered_sum o;
     if (s >= 0x1p-900 && s < 0x1p900) {
@@ -304,13 +318,13 @@ INLINE ordered_sum sum_at(double s)
     return o;
 }
 
-INLINE double sum_value(const ordered_sum &o)
+KERNEL_INLINE double sum_value(const ordered_sum &o)
 {
     return o.headroom < 0 ? o.plain : (two53 - o.headroom) * o.unit;
 }
 
 // Adds a[k]^2 for k in [begin, end) one at a time.
-INLINE void add_squares_one_by_one(ordered_sum &o, const double *a, int begin, int end)
+KERNEL_INLINE void add_squares_one_by_one(ordered_sum &o, const double *a, int begin, int end)
 {
     double s = sum_value(o);
     for (int k = begin; k < end; k++) s += a[k] * a[k];
@@ -320,7 +334,7 @@ INLINE void add_squares_one_by_one(ordered_sum &o, const double *a, int begin, i
 // Each term a^2 of a group in whole units of the sum's binade, rounded to nearest; halfway
 // gets a flag for each term that lies halfway between two units.
 template <typename V>
-INLINE void whole_units(V &r, const double *a, const ordered_sum &o, lane_flags<V> &halfway)
+KERNEL_INLINE void whole_units(V &r, const double *a, const ordered_sum &o, lane_flags<V> &halfway)
 {
     V v;
     load_lanes(v, a);
@@ -330,7 +344,7 @@ INLINE void whole_units(V &r, const double *a, const ordered_sum &o, lane_flags<
 }
 
 // Adds the squares of one group of W values.
-template <typename V> INLINE void add_group_of_squares(ordered_sum &o, const double *a)
+template <typename V> KERNEL_INLINE void add_group_of_squares(ordered_sum &o, const double *a)
 {
     lane_flags<V> halfway = {};
     V r;
@@ -344,7 +358,8 @@ template <typename V> INLINE void add_group_of_squares(ordered_sum &o, const dou
 
 // Adds a[k]^2 for k in [begin, end): four groups at a time while they fit in the binade,
 // group by group where they do not.
-template <typename V> INLINE void add_run_of_squares(ordered_sum &o, const double *a, int begin, int end)
+template <typename V>
+KERNEL_INLINE void add_run_of_squares(ordered_sum &o, const double *a, int begin, int end)
 {
     constexpr int W = lanes<V>;
     int k = begin;
@@ -370,7 +385,8 @@ template <typename V> INLINE void add_run_of_squares(ordered_sum &o, const doubl
 // The sum of a[k]^2 over the step's survivors in slot order, with each loss at slot s > 0
 // adding a[s-1]^2 once more just before a[s]^2 (loss_slots lists the slots in order).
 template <typename V>
-INLINE double ordered_sum_of_squares(const double *a, int n, const int *loss_slots, int losses)
+KERNEL_INLINE double ordered_sum_of_squares(const double *a, int n, const int *loss_slots,
+                                            int losses)
 {
     ordered_sum o = sum_at(0);
     int k = 0;
@@ -385,7 +401,8 @@ INLINE double ordered_sum_of_squares(const double *a, int n, const int *loss_slo
 
 // The whole step for groups of V, compiled once with the bend term and once without so that
 // neither loop tests it.
-template <typename V> INLINE step_result step_beam_in_groups(int n, const step_fields &f, int *loss_slots)
+template <typename V>
+KERNEL_INLINE step_result step_beam_in_groups(int n, const step_fields &f, int *loss_slots)
 {
     step_result r;
     int losses = 0;
