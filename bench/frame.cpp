@@ -6,11 +6,11 @@
 #include "Morvane/gfx_opengl.h"
 #include "Morvane/report.h"
 #include "fentra/app.h"
-#include "fentra/beam.h"
-#include "fentra/beam_view.h"
-#include "fentra/hud.h"
-#include "fentra/tracking.h"
-#include "fentra/views.h"
+#include "fentra/physics/beam.h"
+#include "fentra/views/beam_view.h"
+#include "fentra/views/hud.h"
+#include "fentra/physics/tracking.h"
+#include "fentra/views/views.h"
 
 #include <GL/gl.h>
 #include <SDL.h>

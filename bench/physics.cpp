@@ -1,10 +1,10 @@
 // Speed of the per-frame physics: one tracking step and one space-charge kick of a full beam
 // of 10000 particles. Items are particle-steps, so the report shows particles per second.
-#include "fentra/beam.h"
-#include "fentra/collective.h"
-#include "fentra/lattice.h"
-#include "fentra/state.h"
-#include "fentra/tracking.h"
+#include "fentra/physics/beam.h"
+#include "fentra/physics/collective.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/physics/state.h"
+#include "fentra/physics/tracking.h"
 
 #include "Morvane/random.h"
 
@@ -82,21 +82,6 @@ static void BM_track_step(benchmark::State &state)
     free(saved);
 }
 BENCHMARK(BM_track_step);
-
-// The same step in the builds for processors without AVX-512 and without AVX.
-static void track_step_in_build(benchmark::State &state, track_build b)
-{
-    if (!track_build_available(b)) {
-        state.SkipWithError("the processor lacks this build's features");
-        return;
-    }
-    track_build fastest = track_build_in_use;
-    track_build_in_use = b;
-    BM_track_step(state);
-    track_build_in_use = fastest;
-}
-BENCHMARK_CAPTURE(track_step_in_build, avx, track_avx);
-BENCHMARK_CAPTURE(track_step_in_build, plain, track_plain);
 
 // One space-charge kick of the full beam (the kick only changes angles slightly, so the beam
 // is left as it is between iterations).

@@ -1,9 +1,9 @@
 // The sparks' cost at a sustained luminosity of 3.5e33 (nine new sparks a frame) on a
 // 1920 x 1080 screen: spawning, the quadratic force pass and the movement with removal,
 // frame after frame, without drawing. The argument is the frame time in milliseconds.
-#include "fentra/game.h"
-#include "fentra/hud.h"
-#include "fentra/views.h"
+#include "fentra/views/game.h"
+#include "fentra/views/hud.h"
+#include "fentra/views/views.h"
 
 #include "Morvane/random.h"
 

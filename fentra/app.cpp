@@ -6,14 +6,14 @@
 #include "Morvane/gfx_opengl.h"
 #include "Morvane/report.h"
 #include "carried_data.h"
-#include "fentra/beam.h"
-#include "fentra/beam_view.h"
-#include "fentra/collective.h"
+#include "fentra/physics/beam.h"
+#include "fentra/views/beam_view.h"
+#include "fentra/physics/collective.h"
 #include "fentra/controls.h"
-#include "fentra/hud.h"
-#include "fentra/lattice.h"
-#include "fentra/tracking.h"
-#include "fentra/views.h"
+#include "fentra/views/hud.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/physics/tracking.h"
+#include "fentra/views/views.h"
 
 #include <GL/gl.h>
 

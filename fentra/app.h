@@ -2,7 +2,7 @@
 // until the user quits.
 #pragma once
 
-#include "fentra/state.h"
+#include "fentra/physics/state.h"
 
 // The whole program: opens the window, starts up and runs frames until Q, Escape or the
 // window closing. Returns 0 (also when the window cannot be opened).

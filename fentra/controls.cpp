@@ -3,7 +3,7 @@
 #include "fentra/controls.h"
 
 #include "Morvane/gfx_opengl.h"
-#include "fentra/lattice.h"
+#include "fentra/physics/lattice.h"
 
 magnet_keys held_magnet_keys()
 {

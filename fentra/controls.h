@@ -2,8 +2,8 @@
 // magnet settings, beam requests, speed changes, lattice switching and view toggles.
 #pragma once
 
-#include "fentra/beam.h"
-#include "fentra/state.h"
+#include "fentra/physics/beam.h"
+#include "fentra/physics/state.h"
 
 // The magnet keys held in this frame's snapshot.
 magnet_keys held_magnet_keys();

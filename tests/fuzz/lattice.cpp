@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Morvane/report.h"
-#include "fentra/lattice.h"
+#include "fentra/physics/lattice.h"
 #include "fuzz_input.h"
 
 static char lattice_path[256];

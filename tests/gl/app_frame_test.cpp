@@ -5,9 +5,9 @@
 
 #include "Morvane/bitmapfonts.h"
 #include "Morvane/random.h"
-#include "fentra/beam.h"
+#include "fentra/physics/beam.h"
 #include "fentra/controls.h"
-#include "fentra/lattice.h"
+#include "fentra/physics/lattice.h"
 
 #include <cmath>
 #include <cstring>

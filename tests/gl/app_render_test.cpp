@@ -4,9 +4,9 @@
 #include "app_window.h"
 
 #include "Morvane/random.h"
-#include "fentra/beam.h"
-#include "fentra/beam_view.h"
-#include "fentra/hud.h"
+#include "fentra/physics/beam.h"
+#include "fentra/views/beam_view.h"
+#include "fentra/views/hud.h"
 
 #include <cmath>
 #include <map>

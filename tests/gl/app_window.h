@@ -7,7 +7,7 @@
 #include "Morvane/gfx_opengl.h"
 #include "Morvane/report.h"
 #include "fentra/app.h"
-#include "fentra/lattice.h"
+#include "fentra/physics/lattice.h"
 
 #include <GL/gl.h>
 #include <gtest/gtest.h>

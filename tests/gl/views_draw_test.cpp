@@ -4,13 +4,13 @@
 // goal text, and the help page.
 #include "views_gl.h"
 
-#include "fentra/beam_view.h"
-#include "fentra/game.h"
-#include "fentra/lattice.h"
-#include "fentra/phase_graphs.h"
-#include "fentra/ring_view.h"
-#include "fentra/state.h"
-#include "fentra/views.h"
+#include "fentra/views/beam_view.h"
+#include "fentra/views/game.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/views/phase_graphs.h"
+#include "fentra/views/ring_view.h"
+#include "fentra/physics/state.h"
+#include "fentra/views/views.h"
 
 #include "Morvane/clock.h"
 #include "Morvane/random.h"

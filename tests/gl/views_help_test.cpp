@@ -3,8 +3,8 @@
 // the frame's later key tests, and returns at once when the window is closed.
 #include "views_gl.h"
 
-#include "fentra/game.h"
-#include "fentra/views.h"
+#include "fentra/views/game.h"
+#include "fentra/views/views.h"
 
 #include <SDL.h>
 

@@ -1,7 +1,7 @@
 // Beam drawing without a display: the momentum colour ramp and the star-glow image. (The
 // vertex data of the streaks, dots and sprites is checked pixel for pixel against immediate
 // mode in gl/app_render_test.)
-#include "fentra/beam_view.h"
+#include "fentra/views/beam_view.h"
 
 #include <gtest/gtest.h>
 

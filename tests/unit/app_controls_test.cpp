@@ -4,8 +4,8 @@
 // checked in their pixels in gl/app_render_test, the spark count in views_sparks_test.)
 #include "Morvane/gfx_opengl.h"
 #include "fentra/controls.h"
-#include "fentra/hud.h"
-#include "fentra/lattice.h"
+#include "fentra/views/hud.h"
+#include "fentra/physics/lattice.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Beam generation: which beam the keys and the state ask for, the shape, bounds and scaling of
 // each kind for each lattice, the exact order of random draws (anchored by an independent copy
 // of the generator), the momentum spread, the FODO matched beam and the highlight pick.
-#include "fentra/beam.h"
-#include "fentra/state.h"
+#include "fentra/physics/beam.h"
+#include "fentra/physics/state.h"
 
 #include "Morvane/random.h"
 

@@ -1,9 +1,9 @@
 // Collective effects and figures of merit: the space-charge kick, the luminosity with its
 // exponent, mantissa, colour, text and bar, the beam-loss text and the scraper's chord. (The
 // scraper's movement is checked through the frame, in gl/app_frame_test.)
-#include "fentra/collective.h"
-#include "fentra/state.h"
-#include "fentra/tracking.h"
+#include "fentra/physics/collective.h"
+#include "fentra/physics/state.h"
+#include "fentra/physics/tracking.h"
 
 #include <gtest/gtest.h>
 

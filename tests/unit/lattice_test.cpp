@@ -1,8 +1,8 @@
 // The lattice: the carried KORA text written and read back, the element values, the lookup of
 // the element at a ring position, the FODO rule, and files that break the table's limits.
 // (Random files are the fuzz target lattice's, replayed in the suite.)
-#include "fentra/lattice.h"
-#include "fentra/state.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/physics/state.h"
 
 #include "Morvane/report.h"
 #include "carried_data.h"

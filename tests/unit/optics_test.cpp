@@ -2,10 +2,10 @@
 // sampled at each step's end, KORA steps clipped at element ends), must reproduce the textbook
 // thick-lens optics of the FODO cell, keep a matched beam's size, make a mismatched beam beat,
 // and give a stable KORA superperiod.
-#include "fentra/beam.h"
-#include "fentra/lattice.h"
-#include "fentra/state.h"
-#include "fentra/tracking.h"
+#include "fentra/physics/beam.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/physics/state.h"
+#include "fentra/physics/tracking.h"
 
 #include "Morvane/report.h"
 

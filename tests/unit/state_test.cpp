@@ -1,8 +1,8 @@
 // Simulation state: the particle arrays, every initial value and the beam view geometry.
 // (Magnet settings from held keys are checked through the frame's key reading, in
 // app_controls_test.)
-#include "fentra/lattice.h"
-#include "fentra/state.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/physics/state.h"
 
 #include <gtest/gtest.h>
 

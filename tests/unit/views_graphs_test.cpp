@@ -1,8 +1,8 @@
 // The phase-space graphs' numbers without a window: current maxima of signed values, record
 // maxima and R, the statistics text, and which dots land in the graphs and where.
-#include "fentra/beam.h"
-#include "fentra/phase_graphs.h"
-#include "fentra/state.h"
+#include "fentra/physics/beam.h"
+#include "fentra/views/phase_graphs.h"
+#include "fentra/physics/state.h"
 
 #include "Morvane/random.h"
 

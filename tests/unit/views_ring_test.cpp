@@ -1,8 +1,8 @@
 // The ring map's geometry without a window: the pen closing on itself round the KORA ring,
 // one-pixel arc steps, reverse bends leaving a gap, magnet boxes, the beam's point, and the
 // camera that brings the point to the anchor and decays the turn by 1 % a frame.
-#include "fentra/lattice.h"
-#include "fentra/ring_view.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/views/ring_view.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // The game's sparks without a window: how many are born for a luminosity and where, the time
 // step from the clock, the pairwise forces (hand-computed cases), and movement with removal
 // at the screen edge before drawing.
-#include "fentra/beam.h"
-#include "fentra/game.h"
-#include "fentra/hud.h"
-#include "fentra/views.h"
+#include "fentra/physics/beam.h"
+#include "fentra/views/game.h"
+#include "fentra/views/hud.h"
+#include "fentra/views/views.h"
 
 #include "Morvane/random.h"
 

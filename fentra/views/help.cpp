@@ -2,8 +2,8 @@
 // let go and Space is pressed, or the window closes.
 #include "Morvane/bitmapfonts.h"
 #include "Morvane/gfx_opengl.h"
-#include "fentra/game.h"
-#include "fentra/views.h"
+#include "fentra/views/game.h"
+#include "fentra/views/views.h"
 
 const char help_key_text[] =
     "P,K,W,G: Create matched Parallel, K-V, Waterbag or Gaussian beam\n(also resets "

@@ -1,9 +1,9 @@
 // Fentra beam generation: sampling of the five beam kinds in the order of random draws the
 // program has always used, scaling to the lattice optics, and the beam-wide key actions.
-#include "fentra/beam.h"
+#include "fentra/physics/beam.h"
 
 #include "Morvane/random.h"
-#include "fentra/state.h"
+#include "fentra/physics/state.h"
 
 #include <cmath>
 #include <initializer_list>

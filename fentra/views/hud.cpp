@@ -1,13 +1,13 @@
 // Fentra heads-up display: magnet pole pictures, the KORA lines, the magnet strengths, the
 // luminosity block and bar, beam loss, the scraper line, the touch "Reset" button and the
 // help hint, each at its fixed place, font and colour.
-#include "fentra/hud.h"
+#include "fentra/views/hud.h"
 
 #include "Morvane/bitmapfonts.h"
 #include "Morvane/gfx_opengl.h"
-#include "fentra/collective.h"
-#include "fentra/lattice.h"
-#include "fentra/views.h"
+#include "fentra/physics/collective.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/views/views.h"
 
 #include <GL/gl.h>
 

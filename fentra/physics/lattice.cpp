@@ -1,10 +1,10 @@
 // Fentra lattice: the element table, the lattice text file (read and carried copy written),
 // the current-element lookup and the FODO cell rule.
-#include "fentra/lattice.h"
+#include "fentra/physics/lattice.h"
 
 #include "Morvane/report.h"
 #include "carried_data.h"
-#include "fentra/state.h"
+#include "fentra/physics/state.h"
 
 #include <cctype>
 #include <cmath>

@@ -1,14 +1,14 @@
 // Fentra focussing game: the title and goal, and the collision sparks: a cloud of red, green
 // and blue charges born at the screen centre in proportion to the luminosity, pushing like
 // kinds apart and pulling unlike kinds together, drawn as glowing sprites until they leave.
-#include "fentra/game.h"
+#include "fentra/views/game.h"
 
 #include "Morvane/bitmapfonts.h"
 #include "Morvane/clock.h"
 #include "Morvane/gfx_opengl.h"
-#include "fentra/beam.h"
-#include "fentra/beam_view.h"
-#include "fentra/views.h"
+#include "fentra/physics/beam.h"
+#include "fentra/views/beam_view.h"
+#include "fentra/views/views.h"
 
 #include <SDL_opengl.h>
 

@@ -1,8 +1,8 @@
 // Fentra collective effects: space charge in the uniform-beam approximation, the luminosity
 // figure with its peak, text, colour and bar, the beam-loss figure and the scraper.
-#include "fentra/collective.h"
+#include "fentra/physics/collective.h"
 
-#include "fentra/state.h"
+#include "fentra/physics/state.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,12 +1,12 @@
 // Fentra phase-space graphs: x against x' in the left third of the lower half, y against y'
 // in the right third, the statistics of the largest coordinates between them, and the
 // highlighted particle ringed in each graph.
-#include "fentra/phase_graphs.h"
+#include "fentra/views/phase_graphs.h"
 
 #include "Morvane/bitmapfonts.h"
 #include "Morvane/gfx_opengl.h"
-#include "fentra/beam_view.h"
-#include "fentra/views.h"
+#include "fentra/views/beam_view.h"
+#include "fentra/views/views.h"
 
 #include <SDL_opengl.h>
 

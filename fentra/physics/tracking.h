@@ -15,12 +15,6 @@ struct track_sums {
 // the particle before the slot into the sums once more. Updates sim.particle_count.
 track_sums track_step();
 
-// The builds of the step, for the processor families; all give the same bits. The step uses
-// the fastest one the processor has; a test may choose another that is available.
-enum track_build { track_plain, track_avx, track_avx512 };
-extern track_build track_build_in_use;
-bool track_build_available(track_build b);
-
 // Length of the next step: the frame's elapsed seconds times the speed, ending at most 1e-6 m
 // past the current element's end, and a fifth of that in slow motion.
 double next_step_length(double elapsed, double speed, double distance_to_element_end,

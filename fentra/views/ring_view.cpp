@@ -1,12 +1,12 @@
 // Fentra ring map: a pen walks the lattice round the whole ring, bending in the dipoles, and
 // leaves the orbit line, a pair of boxes for every magnet with a focusing strength and the
 // beam's point; the camera shifts and turns the map so that the beam's point stays put.
-#include "fentra/ring_view.h"
+#include "fentra/views/ring_view.h"
 
 #include "Morvane/gfx_opengl.h"
-#include "fentra/lattice.h"
-#include "fentra/state.h"
-#include "fentra/views.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/physics/state.h"
+#include "fentra/views/views.h"
 
 #include <SDL_opengl.h>
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "Morvane/growarray.h"
-#include "fentra/state.h"
+#include "fentra/physics/state.h"
 
 // The goal of the game, drawn under the title in the caption font.
 extern const char game_goal_text[];

@@ -5,10 +5,10 @@
 // glBegin/glEnd batch, so the pixels are the same at a fraction of the call count. GL keeps
 // vertex positions in single precision, so positions worked out in double are stored rounded
 // to float, as glVertex2d would round them.
-#include "fentra/beam_view.h"
+#include "fentra/views/beam_view.h"
 
 #include "Morvane/gfx_opengl.h"
-#include "fentra/state.h"
+#include "fentra/physics/state.h"
 
 #include <GL/gl.h>
 

@@ -3,8 +3,8 @@
 // the scraper line and the touch "Reset" button.
 #pragma once
 
-#include "fentra/state.h"
-#include "fentra/tracking.h"
+#include "fentra/physics/state.h"
+#include "fentra/physics/tracking.h"
 
 // The pole pictures of every non-zero magnet setting: steering (2 poles), quadrupole (4),
 // sextupole (6), octupole (8), with their "N" and "S" letters in the caption font.

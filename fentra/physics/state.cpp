@@ -1,8 +1,8 @@
 // Fentra simulation state: particle arrays, the state record and its initial values,
 // magnet settings from held keys, and the beam view geometry.
-#include "fentra/state.h"
+#include "fentra/physics/state.h"
 
-#include "fentra/lattice.h"
+#include "fentra/physics/lattice.h"
 
 #include <cstdlib>
 

@@ -1,1 +1,0 @@
-// Keeps a library target valid while its directory has no sources of its own.
