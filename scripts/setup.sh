@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ pkg-config
   libsdl2-dev libgl-dev libgl1-mesa-dri
-  libgtest-dev libbenchmark-dev
+  libgtest-dev libbenchmark-dev libpng-dev
   xvfb xauth xdotool x11-apps
   libfreetype-dev fonts-dejavu-core
   clang-tidy cppcheck
