@@ -24,6 +24,10 @@ window_placement place_window(int mode, int size_or_monitors, const screen_rect 
                               int pointer_x, int pointer_y, int frame_x, int frame_y,
                               int caption);
 
+// True when SDL chose a video driver that draws off screen ("offscreen", "dummy") without
+// `requested` (SDL_VIDEODRIVER, may be null) asking for it: nobody would see the window.
+bool is_unseen_display(const char *driver, const char *requested);
+
 // The fixed perspective of resize_view: near 0.1, far 1000, the wider axis fixed.
 void perspective_matrix(int width, int height, float m[16]);
 

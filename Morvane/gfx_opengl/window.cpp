@@ -8,8 +8,10 @@
 #include <SDL.h>
 #include <SDL_opengl.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <strings.h>
 #include <unistd.h>
 
 int screen_width = 0;
@@ -121,6 +123,23 @@ static void show_error_box(const char *caption, const char *text)
     SDL_ShowSimpleMessageBox(SDL_MESSAGEBOX_ERROR, caption, text, nullptr);
 }
 
+// A start-up step SDL could not do: SDL's own reason on the console, then the fatal error.
+[[noreturn]] static void startup_failure(int line, const char *message)
+{
+    fprintf(stderr, "SDL: %s\n", SDL_GetError());
+    fatal_error(source_name, line, message, 0);
+}
+
+// SDL falls back by itself to a driver that only draws off screen ("offscreen", "dummy") when
+// no display can be opened. Nobody sees such a window, so unless SDL_VIDEODRIVER asked for
+// that driver it counts as no display at all.
+bool is_unseen_display(const char *driver, const char *requested)
+{
+    if (!driver || (strcasecmp(driver, "offscreen") != 0 && strcasecmp(driver, "dummy") != 0))
+        return false;
+    return !requested || strcasecmp(requested, driver) != 0;
+}
+
 // The pixel format: 8 bits of red, green and blue, no alpha, the given depth, double
 // buffered, with the compatibility profile that keeps immediate mode.
 static bool request_pixel_format(int depth)
@@ -138,7 +157,7 @@ static bool request_pixel_format(int depth)
 static SDL_Window *create_window(const char *title, const window_placement &p, int depth)
 {
     if (!request_pixel_format(depth))
-        fatal_error(source_name, 622, "Can't Set The PixelFormat.", 0);
+        startup_failure(622, "Can't Set The PixelFormat.");
     // full screen is a borderless window over the chosen area; a framed window can be resized
     Uint32 flags = SDL_WINDOW_OPENGL | (windowed ? SDL_WINDOW_RESIZABLE : SDL_WINDOW_BORDERLESS);
     return SDL_CreateWindow(title ? title : "", p.x, p.y, p.width, p.height, flags);
@@ -166,23 +185,23 @@ static void create_window_and_context(const char *title, const window_placement 
 {
     // Without a GL driver there is no pixel format to be found.
     if (SDL_GL_LoadLibrary(nullptr) != 0)
-        fatal_error(source_name, 621, "Can't Find A Suitable PixelFormat.", 0);
+        startup_failure(621, "Can't Find A Suitable PixelFormat.");
     int depth = 32;
     SDL_Window *window = create_window(title, p, depth);
     if (!window) window = create_window(title, p, depth = 24);
-    if (!window) fatal_error(source_name, 595, "Window Creation Error.", 0);
+    if (!window) startup_failure(595, "Window Creation Error.");
     SDL_GLContext context = SDL_GL_CreateContext(window);
     if (!context && depth == 32) {
         SDL_DestroyWindow(window);
         window = create_window(title, p, 24);
-        if (!window) fatal_error(source_name, 595, "Window Creation Error.", 0);
+        if (!window) startup_failure(595, "Window Creation Error.");
         context = SDL_GL_CreateContext(window);
     }
-    if (!context) fatal_error(source_name, 624, "Can't Create A GL Rendering Context.", 0);
+    if (!context) startup_failure(624, "Can't Create A GL Rendering Context.");
     window_state.window = window;
     window_state.context = context;
     if (SDL_GL_MakeCurrent(window, context) != 0)
-        fatal_error(source_name, 625, "Can't activate GLRC.", 0);
+        startup_failure(625, "Can't activate GLRC.");
 }
 
 // The window manager frames a window only once it is shown, so a framed window is first
@@ -202,7 +221,14 @@ int graphics_open(int mode, int size_or_monitors, const char *title, void *insta
     (void)instance; // SDL has no program instance handle
     // High-DPI awareness needs no call: X11 windows are sized in physical pixels already.
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0)
-        fatal_error(source_name, 590, "Failed To Register The Window Class.", 0);
+        startup_failure(590, "Failed To Register The Window Class.");
+    if (is_unseen_display(SDL_GetCurrentVideoDriver(), getenv("SDL_VIDEODRIVER"))) {
+        fprintf(stderr, "No display: %s needs a graphical desktop (an X11 or Wayland session, "
+                        "with DISPLAY or WAYLAND_DISPLAY set). The tests run without one under a "
+                        "virtual X server: see the test command in the README.\n",
+                title && *title ? title : "this program");
+        fatal_error(source_name, 595, "Window Creation Error.", 0);
+    }
     window_placement p = current_placement(mode, size_or_monitors, 0, 0, 0);
     screen_width = p.width;
     screen_height = p.height;
