@@ -62,7 +62,7 @@ void loadfontmask(const unsigned char *bytes, size_t count, const char *name, in
 void loadfont(const char *path, const char *name);
 
 void setfont(BitmapFont *font);   // null or the current font: nothing changes
-void unloadfont(const char *specifier);
+void unloadfont(const char *specifier);   // a base font goes with its variants
 void unloadfontfamily(const char *specifier);   // the fetched font and every variant of it
 
 // Shelf packing of a glyph-record block into one texture, without any GL: fills the glyph

@@ -182,5 +182,8 @@ unsigned char *read_screen_rect(int x, int y, int width, int height); // caller 
 void save_screen_rect(int x, int y, int width, int height, const char *file_name, int convert);
 void save_screen(const char *file_name, int convert);
 char *replace_extension(const char *name, const char *extension); // caller frees
+// The shell command that turns a BMP into a PNG with whichever image converter is installed;
+// both names are quoted for the shell. Caller frees.
+char *converter_command(const char *bmp_name, const char *png_name);
 int file_exists(const char *name);
 int delete_file(const char *name);        // 1 when removed

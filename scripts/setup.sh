@@ -7,7 +7,7 @@ packages=(
   cmake ninja-build g++ pkg-config
   libsdl2-dev libgl-dev libgl1-mesa-dri
   libgtest-dev libbenchmark-dev libpng-dev
-  xvfb xauth xdotool x11-apps
+  xvfb xauth xdotool x11-apps imagemagick
   libfreetype-dev fonts-dejavu-core
   clang-tidy cppcheck
   clang libclang-rt-14-dev

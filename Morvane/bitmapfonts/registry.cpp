@@ -154,18 +154,26 @@ static BitmapFont *registered_specifier_font(const char *specifier) {
     return findfont(specifier);
 }
 
-void unloadfont(const char *specifier) {
-    BitmapFont *font = registered_specifier_font(specifier);
-    if (font) unload_record(font);
-}
-
-void unloadfontfamily(const char *specifier) {
-    BitmapFont *family = registered_specifier_font(specifier);
-    if (!family) return;
+// Every record whose base is family is unloaded, from the last to the first, and family itself
+// when it is a base font.
+static void unload_family(BitmapFont *family) {
     for (int i = font_registry.count - 1; i >= 0; i--) {
         BitmapFont *f = font_registry.fonts[i];
         // The family's own record is freed last, so its address is only compared while valid.
         if (f != family && f->style.base == family) unload_record(f);
     }
     if (family->style.base == family) unload_record(family);
+}
+
+// A base font takes its variants with it: they use its glyphs and metrics.
+void unloadfont(const char *specifier) {
+    BitmapFont *font = registered_specifier_font(specifier);
+    if (!font) return;
+    if (font->style.base == font) unload_family(font);
+    else unload_record(font);
+}
+
+void unloadfontfamily(const char *specifier) {
+    BitmapFont *family = registered_specifier_font(specifier);
+    if (family) unload_family(family);
 }

@@ -1,5 +1,5 @@
 // Screenshots: reading the frame buffer, writing it as an uncompressed 24-bit BMP, and
-// turning that into a PNG with the outside "magick" tool, keeping the BMP only when the
+// turning that into a PNG with an outside image converter, keeping the BMP only when the
 // conversion left no PNG. Also the file-name helpers the conversion uses.
 #include "Morvane/gfx_opengl.h"
 
@@ -80,16 +80,55 @@ void bmp_header(unsigned char h[54], int width, int height)
     put32(h + 42, 2834);
 }
 
+// Appends name to out in single quotes, so that the shell takes every character literally; a
+// quote inside is closed, escaped and reopened ('\''). out has room for 4 x strlen(name) + 3.
+static char *append_quoted(char *out, const char *name)
+{
+    *out++ = '\'';
+    for (; *name; name++) {
+        if (*name == '\'') {
+            memcpy(out, "'\\''", 4);
+            out += 4;
+        } else {
+            *out++ = *name;
+        }
+    }
+    *out++ = '\'';
+    *out = 0;
+    return out;
+}
+
+// The shell command that converts bmp_name to png_name: "magick" (ImageMagick 7) when it is on
+// PATH, else ImageMagick 6's "convert" with the same arguments, else nothing at all (the BMP
+// then stays, without a word on the console). The caller frees it.
+char *converter_command(const char *bmp_name, const char *png_name)
+{
+    static const char *const tools[2] = {"magick", "convert"};
+    size_t names = strlen(bmp_name) + strlen(png_name);
+    char *command = (char *)malloc(8 * names + 200);   // each name quoted twice
+    char *p = command;
+    for (int k = 0; k < 2; k++) {
+        p += sprintf(p, "%sif command -v %s >/dev/null 2>&1; then %s -quality 95 ",
+                     k ? "el" : "", tools[k], tools[k]);
+        p = append_quoted(p, bmp_name);
+        *p++ = ' ';
+        p = append_quoted(p, png_name);
+        p += sprintf(p, "; ");
+    }
+    strcpy(p, "fi");
+    return command;
+}
+
 // Converts the BMP to a PNG of the same name; the BMP goes only when the PNG is there.
 static void convert_to_png(const char *bmp_name)
 {
     char *png_name = replace_extension(bmp_name, "png");
-    char command[300];
-    snprintf(command, sizeof command, "magick -quality 95 \"%s\" \"%s\"", bmp_name, png_name);
+    char *command = converter_command(bmp_name, png_name);
     if (system(command) == -1) {
-        // no shell: the BMP stays, as when the tool is missing
+        // no shell: the BMP stays, as when no converter is installed
     }
     if (file_exists(png_name)) delete_file(bmp_name);
+    free(command);
     free(png_name);
 }
 
