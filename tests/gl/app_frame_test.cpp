@@ -1,7 +1,7 @@
 // The frame driven from tests: keyboard snapshots go in through the pump's snapshot source,
 // the clock is a counter of 1/256 s a reading, and the state that comes out is checked.
 // Runs in a 640 x 480 window under Xvfb.
-#include "app_window.h"
+#include "gl_fixture.h"
 
 #include "Morvane/bitmapfonts.h"
 #include "Morvane/random.h"

@@ -1,7 +1,7 @@
 // The program's drawing on a real GL context (run under Xvfb), read back from the back
 // buffer: the beam pipe, dots, glow sprites, the highlight ring, the scraper chord, the
 // luminosity bar and line, and the identity of the vertex-array passes with immediate mode.
-#include "app_window.h"
+#include "gl_fixture.h"
 
 #include "Morvane/random.h"
 #include "fentra/physics/beam.h"

@@ -2,7 +2,7 @@
 // retouched mipmaps, glyph pixels on screen in place and colour, the blend modes, the GL state
 // around a drawing cycle, word wrap against the bottom limit, scripts, variants sharing
 // textures, the fall-back font and the fatal errors.
-#include "views_gl.h"
+#include "gl_fixture.h"
 
 #include <GL/glext.h>
 #include <SDL.h>

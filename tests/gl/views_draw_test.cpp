@@ -2,7 +2,7 @@
 // its four colours with the marker diamond at the anchor, the phase-space graphs (axes, dots,
 // clipping, momentum colours, highlight rings, statistics text, R), the sparks, the title and
 // goal text, and the help page.
-#include "views_gl.h"
+#include "gl_fixture.h"
 
 #include "fentra/views/beam_view.h"
 #include "fentra/views/game.h"

@@ -1,7 +1,7 @@
 // The help screen's wait on a real window (run under Xvfb): driven by scripted keyboard
 // snapshots it holds until F1 is let go and then Space is down, leaves Space newly pressed for
 // the frame's later key tests, and returns at once when the window is closed.
-#include "views_gl.h"
+#include "gl_fixture.h"
 
 #include "fentra/views/game.h"
 #include "fentra/views/views.h"
