@@ -61,7 +61,7 @@ expect "no cyan key list from (100, 120)" 100 120 500 200 "$cyan" -gt 500
 expect "no blue \"Press space to continue...\" at (100, 500)" 100 500 300 14 '$1 == 0 && $2 == 0 && $3 > 0' -gt 30
 expect "the help page has something left of x = 100" 0 0 99 $H '$1 + $2 + $3 > 0' -eq 0
 hold ctrl+s   # the page waits for Space alone: no screenshot is taken
-[ -z "$(ls Fentra_*.bmp | sed -n 3p)" ] || fail "a screenshot was taken on the help page"
+[ -z "$(shots | sed -n 3p)" ] || fail "a screenshot was taken on the help page"
 
 hold space
 sleep 0.5

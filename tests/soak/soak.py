@@ -12,6 +12,7 @@ import heapq
 import os
 import random
 import re
+import shutil
 import subprocess
 import sys
 import time
@@ -188,12 +189,23 @@ def check_alive():
              f"last output:\n{tail(S.out_path)}")
 
 
+# Ctrl+S writes a BMP and, where ImageMagick is installed, turns it into a PNG and deletes the
+# BMP: a screenshot counts once, in its final form.
+CONVERTER = shutil.which("magick") or shutil.which("convert")
+
+
 def take_new_shots():
     """Counts and removes (6 MB each) the screenshots that are complete."""
-    for name in os.listdir(S.run):
+    names = os.listdir(S.run)
+    for name in names:
         path = os.path.join(S.run, name)
-        if SHOT_NAME.match(name) and name not in S.shots_seen and (
-                name.endswith(".png") or bmp_ok(path, S.width, S.height)):
+        if not SHOT_NAME.match(name) or name in S.shots_seen:
+            continue
+        if CONVERTER:
+            done = name.endswith(".png") and name[:-4] + ".bmp" not in names
+        else:
+            done = name.endswith(".bmp") and bmp_ok(path, S.width, S.height)
+        if done:
             S.shots_seen.add(name)
             S.shots += 1
             os.remove(path)
@@ -333,7 +345,7 @@ def final_checks(names):
         problems.append(f"{S.shots} screenshots from {S.shot_presses} Ctrl+S presses")
     broken = [n for n in names if n.endswith(".bmp")]
     if broken:
-        problems.append(f"screenshots that are not a complete 24-bit BMP of the screen: {broken}")
+        problems.append(f"screenshots left unfinished (an incomplete BMP, or one never turned into a PNG): {broken}")
     return problems
 
 

@@ -32,21 +32,33 @@ hold() {
     kill -0 "$pid" 2>/dev/null || fail "the program ended after $1: $(cat out.txt)"
 }
 
-# screenshot <label>: Ctrl+S, then $shot names the new screenshot.
+# Ctrl+S writes Fentra_NNNNN.bmp and, where ImageMagick is installed, turns it into
+# Fentra_NNNNN.png and deletes the BMP. A screenshot is done when its final file is there.
+converter=$(command -v magick || command -v convert || true)
+shots() { ls Fentra_*.bmp Fentra_*.png 2>/dev/null | sed 's/\.[a-z]*$//' | sort -u; }
+shot_done() { if [ -n "$converter" ]; then [ -f "$1.png" ] && [ ! -f "$1.bmp" ]; else [ -f "$1.bmp" ]; fi; }
+
+# screenshot <label>: Ctrl+S, then $shot names the new screenshot as a 24-bit BMP to read.
 screenshot() {
-    local before after
-    before=$(ls Fentra_*.bmp 2>/dev/null)
+    local before new=""
+    before=$(shots)
     hold ctrl+s
-    shot=""
-    for _ in $(seq 1 50); do
-        after=$(ls Fentra_*.bmp 2>/dev/null)
-        shot=$(comm -13 <(echo "$before") <(echo "$after") | head -1)
-        [ -n "$shot" ] && break
+    for _ in $(seq 1 100); do
+        new=$(comm -13 <(echo "$before") <(shots) | head -1)
+        [ -n "$new" ] && shot_done "$new" && break
         sleep 0.1
     done
-    [ -n "$shot" ] || fail "no screenshot after Ctrl+S ($1)"
+    [ -n "$new" ] || fail "no screenshot after Ctrl+S ($1)"
+    shot_done "$new" || fail "$new: no finished screenshot ($(ls "$new".*))"
     sleep 0.2
-    keep "$shot" "$1.bmp"
+    shot=$new.bmp
+    if [ -n "$converter" ]; then
+        keep "$new.png" "$1.png"
+        "$converter" "$new.png" -type TrueColor "BMP3:read_$new.bmp" || fail "cannot read $new.png"
+        shot=read_$new.bmp
+    else
+        keep "$shot" "$1.bmp"
+    fi
 }
 
 keep() { [ -z "${FENTRA_E2E_KEEP:-}" ] || cp "$1" "$FENTRA_E2E_KEEP/$(basename "$0" .sh)_$2"; }
