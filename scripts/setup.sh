@@ -11,6 +11,7 @@ packages=(
   libfreetype-dev fonts-dejavu-core
   clang-tidy cppcheck
   clang libclang-rt-14-dev
+  g++-aarch64-linux-gnu qemu-user
 )
 
 missing=()

@@ -2,7 +2,8 @@
 # Installs what is missing, builds everything and runs the whole test suite headless (under a
 # virtual X server, so GL and end-to-end tests get a 1920x1080 screen), twice: a normal build in
 # build/, then a build with the address and undefined-behaviour sanitizers in build-asan/ (no
-# benchmarks there), then static analysis. Everything always runs; the script fails if any
+# benchmarks there); then the display-free tests cross-built for arm64 in build-arm64/ and run
+# under qemu; then static analysis. Everything always runs; the script fails if any
 # part does.
 # FENTRA_BUILD_DIR and FENTRA_ASAN_BUILD_DIR choose other build directories.
 set -euo pipefail
@@ -30,6 +31,14 @@ export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 FENTRA_BUILD_DIR=$asan_build_dir bash scripts/build.sh -DFENTRA_SANITIZE=ON -DFENTRA_BENCHMARKS=OFF
 # The two-minute soak runs in the normal build only.
 run_suite "$asan_build_dir" 'fuzz|manual|soak' || status=1
+
+# The display-free tests (physics, formats, reports, text markup) built for 64-bit ARM with
+# Debian's cross compiler and run under qemu-user: the same results, bit for bit.
+arm64_build_dir=${FENTRA_ARM64_BUILD_DIR:-build-arm64}
+unset ASAN_OPTIONS LSAN_OPTIONS UBSAN_OPTIONS
+FENTRA_BUILD_DIR=$arm64_build_dir bash scripts/build.sh \
+  -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake -DFENTRA_DISPLAY=OFF -DFENTRA_BENCHMARKS=OFF
+ctest --test-dir "$arm64_build_dir" --output-on-failure -j2 || status=1
 
 # Static analysis (clang-tidy and cppcheck) over the compile commands of the normal build.
 FENTRA_BUILD_DIR=$build_dir bash tools/analyse.sh || status=1
