@@ -113,9 +113,10 @@ char *converter_command(const char *bmp_name, const char *png_name)
         p = append_quoted(p, bmp_name);
         *p++ = ' ';
         p = append_quoted(p, png_name);
-        p += sprintf(p, "; ");
+        memcpy(p, "; ", 2);
+        p += 2;
     }
-    strcpy(p, "fi");
+    memcpy(p, "fi", 3);
     return command;
 }
 
