@@ -114,34 +114,20 @@ TEST_F(optics, fodo_cell_matrix_matches_the_thick_lens_product)
     mat2 mx, my;
     probe_matrices(1e-4, &mx, &my);
 
-    const mat2 want_x = textbook_cell(1.384), want_y = textbook_cell(-1.384);
     const periodic px = optics_of(mx), py = optics_of(my);
-    const periodic wx = optics_of(want_x), wy = optics_of(want_y);
-    printf("x: tracked mu %.3f deg beta %.4f m | thick lens mu %.3f deg beta %.4f m\n",
-           px.mu * 180 / std::numbers::pi, px.beta, wx.mu * 180 / std::numbers::pi, wx.beta);
-    printf("y: tracked mu %.3f deg beta %.4f m | thick lens mu %.3f deg beta %.4f m\n",
-           py.mu * 180 / std::numbers::pi, py.beta, wy.mu * 180 / std::numbers::pi, wy.beta);
-
-    // The textbook values themselves.
+    const periodic wx = optics_of(textbook_cell(1.384)), wy = optics_of(textbook_cell(-1.384));
+    printf("tracked cell: mu %.3f / %.3f deg, beta %.4f / %.4f m\n", px.mu * 180 / std::numbers::pi,
+           py.mu * 180 / std::numbers::pi, px.beta, py.beta);
+    // The textbook values themselves, then the tracked cell within 1 %.
     EXPECT_NEAR(wx.mu * 180 / std::numbers::pi, 54.45, 0.01);
     EXPECT_NEAR(wy.mu * 180 / std::numbers::pi, 54.45, 0.01);
     EXPECT_NEAR(wx.beta, 5.2355, 1e-3);
     EXPECT_NEAR(wy.beta, 2.0496, 1e-3);
-
-    // The tracked cell within 1 %.
     EXPECT_NEAR(px.mu / wx.mu, 1, 0.01);
     EXPECT_NEAR(py.mu / wy.mu, 1, 0.01);
     EXPECT_NEAR(px.beta / wx.beta, 1, 0.01);
     EXPECT_NEAR(py.beta / wy.beta, 1, 0.01);
-    const double got[2][4] = {{mx.a, mx.b, mx.c, mx.d}, {my.a, my.b, my.c, my.d}};
-    const double want[2][4] = {{want_x.a, want_x.b, want_x.c, want_x.d}, {want_y.a, want_y.b, want_y.c, want_y.d}};
-    for (int plane = 0; plane < 2; plane++)
-        for (int e = 0; e < 4; e++)
-            EXPECT_NEAR(got[plane][e], want[plane][e], 0.01 * (fabs(want[plane][e]) + 0.1))
-                << (plane ? "y" : "x") << " element " << e;
-    // A symplectic map has determinant 1.
-    EXPECT_NEAR(mx.a * mx.d - mx.b * mx.c, 1, 1e-9);
-    EXPECT_NEAR(my.a * my.d - my.b * my.c, 1, 1e-9);
+    EXPECT_NEAR(mx.a * mx.d - mx.b * mx.c, 1, 1e-9) << "a symplectic map has determinant 1";
 }
 
 // rms x and y of the live particles.
@@ -175,27 +161,27 @@ void beat(int cells, double ds, double *ratio_x, double *ratio_y)
     *ratio_y = hi_y / lo_y;
 }
 
-// The FODO matched beam, 2000 of its particles, over 100 cells: its size at the cell start
+// The FODO matched beam, 1000 of its particles, over 30 cells: its size at the cell start
 // stays within a few per cent. Squeezed to half the matched beta (same emittance), the beam
 // beats: its size swings by about a factor 2.
 TEST_F(optics, matched_beam_keeps_its_size_and_a_mismatched_one_beats)
 {
     for (int i = 0; i < particle_capacity; i++) beam_momentum[i] = 1;
     make_fodo_matched_beam();
-    sim.particle_count = 2000;
+    sim.particle_count = 1000;
     sim.fodo_cell = true;
     double rx, ry;
-    beat(100, 0.001, &rx, &ry);
-    printf("matched beam over 100 cells: rms max / min x %.4f y %.4f, %d particles left\n", rx, ry,
+    beat(30, 0.001, &rx, &ry);
+    printf("matched beam over 30 cells: rms max / min x %.4f y %.4f, %d particles left\n", rx, ry,
            sim.particle_count);
-    EXPECT_EQ(sim.particle_count, 2000) << "a matched beam inside the pipe loses nothing";
+    EXPECT_EQ(sim.particle_count, 1000) << "a matched beam inside the pipe loses nothing";
     EXPECT_LT(rx, 1.05);
     EXPECT_LT(ry, 1.05);
 
     SetUp();
     for (int i = 0; i < particle_capacity; i++) beam_momentum[i] = 1;
     make_fodo_matched_beam();
-    sim.particle_count = 2000;
+    sim.particle_count = 1000;
     sim.fodo_cell = true;
     for (int i = 0; i < sim.particle_count; i++) {
         beam_x[i] /= std::numbers::sqrt2;
@@ -256,19 +242,12 @@ TEST_F(optics, kora_superperiod_is_stable_in_both_planes)
         ty = (k == 0 ? drift(len) : quadrupole(len, -k)) * ty;
     }
     const periodic qx = optics_of(tx), qy = optics_of(ty);
-    printf("KORA superperiod, tracked:    trace x %.4f y %.4f, beta at the start x %.3f m y %.3f m\n",
-           px.trace, py.trace, px.beta, py.beta);
-    printf("KORA superperiod, thick lens: trace x %.4f y %.4f, beta at the start x %.3f m y %.3f m\n",
-           qx.trace, qy.trace, qx.beta, qy.beta);
+    printf("KORA superperiod: trace x %.4f y %.4f; tunes Qx %.4f Qy %.4f (phase below 180 deg)\n", px.trace,
+           py.trace, 10 * px.mu / (2 * std::numbers::pi), 10 * py.mu / (2 * std::numbers::pi));
     EXPECT_NEAR(px.trace, qx.trace, 0.01);
     EXPECT_NEAR(py.trace, qy.trace, 0.01);
     EXPECT_NEAR(px.beta / qx.beta, 1, 0.01);
     EXPECT_NEAR(py.beta / qy.beta, 1, 0.01);
-    printf("alpha at the start x %.3f y %.3f; the KORA beam's scaling assumes beta 14.0 m and 5.32 m\n",
-           (mx.a - mx.d) / (2 * sin(px.mu)), (my.a - my.d) / (2 * sin(py.mu)));
-    // acos gives the phase per superperiod within 0 .. 180 degrees.
-    printf("ring tunes (10 superperiods, phase per superperiod taken below 180 deg): Qx %.4f Qy %.4f\n",
-           10 * px.mu / (2 * std::numbers::pi), 10 * py.mu / (2 * std::numbers::pi));
     EXPECT_LT(fabs(px.trace), 2) << "stable horizontally";
     EXPECT_LT(fabs(py.trace), 2) << "stable vertically";
     EXPECT_NEAR(mx.a * mx.d - mx.b * mx.c, 1, 1e-9);

@@ -1,0 +1,532 @@
+// The physics without a display: magnets from keys and the view geometry, the tracking step
+// (kicks, losses, the particle-at-a-time description bit for bit, a golden run that must come
+// out the same on every processor), beams and their random draws, collective effects and
+// figures of merit, and the lattice file.
+#include "fentra/physics/beam.h"
+#include "fentra/physics/collective.h"
+#include "fentra/physics/lattice.h"
+#include "fentra/physics/state.h"
+#include "fentra/physics/tracking.h"
+
+#include "Morvane/random.h"
+#include "Morvane/report.h"
+#include "carried_data.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+struct particle {
+    double x, y, xp, yp, p;
+};
+
+void fresh()
+{
+    allocate_particles();
+    reset_simulation_state();
+    random15_restart();
+    magnets = magnet_settings{0, 0, 0, 0, 0};
+}
+
+void load(const std::vector<particle> &ps)
+{
+    for (size_t i = 0; i < ps.size(); i++)
+        beam_x[i] = ps[i].x, beam_y[i] = ps[i].y, beam_xp[i] = ps[i].xp, beam_yp[i] = ps[i].yp,
+        beam_momentum[i] = ps[i].p;
+    sim.particle_count = (int)ps.size();
+}
+
+std::tuple<double, double, double, double, double> particle_at(int i)
+{
+    return {beam_x[i], beam_y[i], beam_xp[i], beam_yp[i], beam_momentum[i]};
+}
+
+// ---- Keys and view -----------------------------------------------------------------------
+
+TEST(state, magnets_from_keys_and_view_geometry)
+{
+    magnet_keys held = {};
+    held.two = held.four = held.left = held.six = held.eight = held.letter_o = true;
+    magnet_settings m = magnets_from_keys(held);
+    EXPECT_EQ(std::make_tuple(m.steering, m.quad_strength, m.sextupole, m.octupole, m.solenoid),
+              std::make_tuple(1.0 / 30, 4.0, 30.0, 900.0, 1.0));
+
+    struct row { int W, H; bool graphs; double ppm; int cx, cy; };
+    const row rows[] = {{1920, 1080, false, 7200.0, 960, 540}, {1920, 1080, true, 4800.0, 960, 388},
+                        {1281, 1023, true, 4546.666666666667, 640, 368}};
+    for (const row &r : rows) {
+        view_geometry v = compute_view_geometry(r.W, r.H, r.graphs);
+        EXPECT_EQ(std::make_tuple(v.zoom, v.centre_x, v.centre_y), std::make_tuple(r.graphs ? 1.5 : 1.0, r.cx, r.cy));
+        EXPECT_NEAR(v.pixels_per_metre, r.ppm, 1e-9 * r.ppm) << r.W << "x" << r.H;
+    }
+}
+
+// ---- Tracking ------------------------------------------------------------------------------
+
+// Kick per metre on a particle at x = 0.02, y = 0.01, p = 1, from the multipole expansions:
+// positive K focuses x, positive steering pushes x' negative, the bend focuses x only, and the
+// solenoid couples y' to the new x'.
+TEST(tracking, every_field_kicks_with_its_sign_and_size)
+{
+    struct row { const char *field; magnet_settings m; double rho, kick_x, kick_y; };
+    const row rows[] = {
+        {"quadrupole", {0, 2, 0, 0, 0}, 0, -0.04, 0.02},
+        {"steering", {1.0 / 30, 0, 0, 0, 0}, 0, -1.0 / 30, 0},
+        {"sextupole", {0, 0, 30, 0, 0}, 0, -30 * 0.0003, 30 * 2 * 0.0002},
+        {"octupole", {0, 0, 0, 900, 0}, 0, -900 * 2e-6, 900 * 1.1e-5},
+        {"bend and quadrupole", {0, 2, 0, 0, 0}, 2.0, -0.045, 0.02},
+    };
+    const double ds = 0.001;
+    for (const row &r : rows) {
+        fresh();
+        load({{0.02, 0.01, 0, 0, 0.5}});
+        magnets = r.m;
+        sim.step_length = ds;
+        element_bend_radius[0] = r.rho;
+        sim.component_index = 0;
+        sim.bend_active = r.rho != 0;
+        track_step();
+        EXPECT_NEAR(beam_xp[0], 2 * r.kick_x * ds, 1e-15) << r.field << " (p = 0.5 doubles it)";
+        EXPECT_NEAR(beam_yp[0], 2 * r.kick_y * ds, 1e-15) << r.field;
+        EXPECT_NEAR(beam_x[0], 0.02 + beam_xp[0] * ds, 1e-17) << r.field;
+    }
+    fresh();
+    load({{0, 0, 0.001, 0.002, 1.0}});
+    magnets.solenoid = 1;
+    sim.step_length = 0.1;
+    track_step();
+    EXPECT_NEAR(beam_xp[0], 0.0012, 1e-15);
+    EXPECT_NEAR(beam_yp[0], 0.00188, 1e-15) << "y' follows the new x'";
+}
+
+TEST(tracking, aperture_and_scraper_edges_and_the_compaction_of_losses)
+{
+    struct row { double x, y; bool scraper; double edge; bool lost; };
+    const row rows[] = {
+        {0.07, 0, false, 0, false},  {0.0700001, 0, false, 0, true}, {0, -0.0700001, false, 0, true},
+        {0.05, 0.05, false, 0, true}, {0.03, 0, true, 0.03, false},  {0.0300001, 0, true, 0.03, true},
+        {-0.06, 0, true, 0.03, false}, {0.05, 0, false, 0.03, false},
+    };
+    for (const row &r : rows) {
+        fresh();
+        load({{r.x, r.y, 0, 0, 1.0}});
+        sim.scraper_on = r.scraper;
+        sim.scraper_x = r.edge;
+        track_step();
+        EXPECT_EQ(sim.particle_count, r.lost ? 0 : 1) << r.x << ", " << r.y << " scraper " << r.scraper;
+    }
+    // 0.08 is lost: the last particle moves into its slot and the one before counts again.
+    fresh();
+    load({{0.01, 0.001, 0, 0, 1.00}, {0.08, 0, 0, 0, 1.01}, {0.02, 0.002, 0, 0, 1.02}, {0.04, 0.004, 0, 0, 1.04}});
+    sim.highlight = true;
+    track_sums s = track_step();
+    EXPECT_EQ(std::make_tuple(sim.particle_count, beam_x[1], beam_momentum[1], sim.highlight),
+              std::make_tuple(3, 0.04, 1.04, true));
+    EXPECT_NEAR(s.sx, 0.0001 * 2 + 0.0016 + 0.0004, 1e-18);
+    EXPECT_NEAR(s.sy, (0.0001 * 2 + 0.0016 + 0.0004) / 100, 1e-20);
+    load({{0.08, 0, 0, 0, 1}, {0.01, 0, 0, 0, 1}});
+    track_step();
+    EXPECT_FALSE(sim.highlight) << "losing particle 0 ends the highlight";
+}
+
+// The step as described, one particle at a time: step particle i, test it, and on a loss move
+// the last (not yet stepped) particle into slot i and go on with it.
+struct reference_result { std::vector<particle> ps; double sx, sy; bool highlight; };
+
+reference_result reference_step(std::vector<particle> ps, const magnet_settings &m, double ds, double rho,
+                                 bool scraper, double edge)
+{
+    double sx = 0, sy = 0;
+    bool highlight = true;
+    int n = (int)ps.size(), i = 0;
+    while (i < n) {
+        particle &q = ps[i];
+        double x = q.x, y = q.y, xp = q.xp, yp = q.yp, p = q.p;
+        double xpn = xp - ((m.quad_strength * x + m.steering - m.solenoid * yp) + m.sextupole * (x * x - y * y) +
+                           m.octupole * (x * x * x - 3 * x * y * y)) * ds / p;
+        double ypn = yp + ((3 * x * x * y - y * y * y) * m.octupole + (2 * m.sextupole * x + m.quad_strength) * y -
+                           m.solenoid * xpn) * ds / p;
+        if (rho != 0) xpn = xpn - ds / (rho * rho) * x / p;
+        q = {x + xpn * ds, y + ypn * ds, xpn, ypn, p};
+        if (!(q.x * q.x + q.y * q.y > 0.004900000000000001 || (scraper && q.x > edge))) {
+            sx += q.x * q.x, sy += q.y * q.y, i++;
+            continue;
+        }
+        ps[i] = ps[--n];
+        if (i == 0) highlight = false;
+        else sx += ps[i - 1].x * ps[i - 1].x, sy += ps[i - 1].y * ps[i - 1].y;
+    }
+    ps.resize(n);
+    return {ps, sx, sy, highlight};
+}
+
+// Random beams, fields and losses: the step gives exactly the arrays, count, sums and highlight
+// of the description, whatever the count, wherever the losses fall.
+TEST(tracking, matches_the_particle_at_a_time_step_bit_for_bit)
+{
+    std::mt19937 gen(2024);
+    std::uniform_real_distribution<double> u(-1, 1);
+    const int counts[] = {1, 2, 3, 5, 8, 101, 1000, 10000};
+    for (int trial = 0; trial < 32; trial++) {
+        int n = counts[trial % 8];
+        double size = 0.03 + 0.05 * (trial % 4) / 3;   // from few to many losses
+        std::vector<particle> ps(n);
+        for (particle &q : ps) q = {size * u(gen), size * u(gen), 0.01 * u(gen), 0.01 * u(gen), 1 + 0.15 * u(gen)};
+        magnet_settings m = {u(gen) / 30, 4 * u(gen), 30 * u(gen), 900 * u(gen), (double)(trial % 3 - 1)};
+        double ds = 0.05 * (u(gen) + 1.5), rho = trial % 2 ? 7.0028 : 0, edge = 0.02 + 0.03 * (u(gen) + 1) / 2;
+        bool scraper = trial % 5 < 2;
+        fresh();
+        load(ps);
+        magnets = m;
+        sim.step_length = ds;
+        element_bend_radius[3] = rho;
+        sim.component_index = 3;
+        sim.bend_active = rho != 0;
+        sim.scraper_on = scraper;
+        sim.scraper_x = edge;
+        sim.highlight = true;
+        track_sums s = track_step();
+        reference_result want = reference_step(ps, m, ds, rho, scraper, edge);
+        ASSERT_EQ(sim.particle_count, (int)want.ps.size()) << "trial " << trial;
+        EXPECT_EQ(std::make_tuple(s.sx, s.sy, sim.highlight), std::make_tuple(want.sx, want.sy, want.highlight))
+            << "trial " << trial;
+        for (int i = 0; i < sim.particle_count; i++) {
+            const particle &w = want.ps[i];
+            ASSERT_EQ(particle_at(i), std::make_tuple(w.x, w.y, w.xp, w.yp, w.p)) << "trial " << trial << " slot " << i;
+        }
+    }
+}
+
+// The default beam after a restart of the generator, tracked for 300 steps through every kind of
+// field with losses: a hash of every bit of the arrays and sums, as computed on x86-64. Any
+// processor, compiler or vector width must give the same bits.
+TEST(tracking, golden_run_is_the_same_on_every_processor)
+{
+    fresh();
+    make_beam(beam_game);
+    magnets = {0.002, 0.5, 5, 50, 0.2};
+    element_bend_radius[0] = 7.0028;
+    sim.component_index = 0;
+    sim.bend_active = true;
+    sim.scraper_on = true;
+    sim.scraper_x = 0.035;
+    sim.step_length = 0.02;
+    uint64_t hash = 1469598103934665603u;
+    auto mix = [&hash](double v) { uint64_t b; memcpy(&b, &v, 8); hash = (hash ^ b) * 1099511628211u; };
+    for (int step = 0; step < 300; step++) {
+        track_sums s = track_step();
+        mix(s.sx), mix(s.sy);
+    }
+    for (double *a : {beam_x, beam_y, beam_xp, beam_yp, beam_momentum})
+        for (int i = 0; i < sim.particle_count; i++) mix(a[i]);
+    EXPECT_EQ(sim.particle_count, 764);
+    EXPECT_EQ(hash, 7822282742663518481u);
+}
+
+TEST(tracking, step_length_follows_the_frame_time_and_stops_just_past_the_element)
+{
+    struct row { double elapsed, speed, distance; bool shift; double ds; };
+    const row rows[] = {
+        {0.05, 4.0, 1e20, false, 0.2},       {1.0, 100.0, 0.5, false, 0.500001},
+        {0.012, 1.0, 0.5, false, 0.012},     {0.02, 2.0, 1e20, true, 0.008},
+        {1.0, 100.0, 0.5, true, 0.1000002},
+    };
+    for (const row &r : rows)
+        EXPECT_NEAR(next_step_length(r.elapsed, r.speed, r.distance, r.shift), r.ds, 1e-15) << r.elapsed << " s";
+}
+
+// ---- Beams ---------------------------------------------------------------------------------
+
+// The program's generator written out again: state x 214013 + 2531011, bits 16..30.
+struct lcg {
+    uint32_t state = 1;
+    double next() { state = state * 214013u + 2531011u; return (double)((state >> 16) & 0x7FFF); }
+    double r() { double r1 = next(); return r1 / 32768 + next(); }
+    double S() { return r() / 16384 - 1; }
+    double U() { return r() / 32768; }
+};
+
+TEST(beam, kind_follows_the_keys_then_the_lattice)
+{
+    struct row { beam_keys pressed; bool kora, made_for_kora; int count, kind; };
+    const row rows[] = {
+        {{}, false, false, 10000, beam_none},
+        {{}, false, false, 0, beam_game},
+        {{false, false, false, true, true}, false, false, 10000, beam_gaussian},
+        {{false, true, true, false, false}, false, false, 10000, beam_kv},
+        {{true, true, true, true, true}, false, false, 0, beam_parallel},
+        {{false, false, true, false, false}, true, false, 10000, beam_kv},
+        {{}, true, true, 10000, beam_none},
+        {{}, true, true, 0, beam_game},
+    };
+    for (const row &r : rows) {
+        sim.kora_lattice = r.kora, sim.beam_made_for_kora = r.made_for_kora, sim.particle_count = r.count;
+        EXPECT_EQ(chosen_beam_kind(r.pressed), r.kind) << &r - rows;
+    }
+}
+
+// Each kind fills its shape in the unit 4-D space of its scale: the parallel beam a disc
+// without angles, K-V the 4-sphere, waterbag the 4-ball (rms a sixth of the scale squared),
+// Gaussian a quarter of the scale, not cut.
+TEST(beam, every_kind_has_its_shape_and_scale)
+{
+    struct scale { double x, y, xp, yp; };
+    const scale cell = {0.04, 0.04, 1.0 / 75, 1.0 / 75};
+    const scale kora = {0.0323835344, 0.02434880285, -0.002313357742, 0.004573547238};
+    struct row { int kind; bool kora; double least_below, most_below, most_above, rms_x; };
+    const row rows[] = {
+        {beam_parallel, false, 0.01, 1 + 1e-12, 0.99, 0},
+        {beam_kv, false, 2, 1 + 1e-6, 1 - 1e-6, 0.5},
+        {beam_kv, true, 2, 1 + 1e-6, 1 - 1e-6, 0.5},
+        {beam_waterbag, false, 0.05, 1 + 1e-7, 0.9, sqrt(1.0 / 6)},
+        {beam_gaussian, false, 0.05, 100, 1.0, 0.25},
+    };
+    for (const row &r : rows) {
+        fresh();
+        sim.kora_lattice = r.kora;
+        make_beam(r.kind);
+        ASSERT_EQ(sim.particle_count, 10000);
+        const scale &s = r.kora ? kora : cell;
+        double least = 10, most = 0, sum_x2 = 0, sum_y2 = 0;
+        for (int i = 0; i < 10000; i++) {
+            double a = beam_x[i] / s.x, b = beam_y[i] / s.y, c = beam_xp[i] / s.xp, d = beam_yp[i] / s.yp;
+            double q = a * a + b * b + c * c + d * d;
+            least = fmin(least, q), most = fmax(most, q);
+            sum_x2 += a * a, sum_y2 += b * b;
+            if (r.kind == beam_parallel) {
+                ASSERT_EQ(beam_xp[i] + beam_yp[i], 0.0);
+            }
+        }
+        SCOPED_TRACE(testing::Message() << "kind " << r.kind << (r.kora ? " KORA" : ""));
+        if (r.kind != beam_kv) {
+            EXPECT_LT(least, r.least_below);
+        } else {
+            EXPECT_GT(least, 1 - 1e-6);
+        }
+        EXPECT_LT(most, r.most_below);
+        EXPECT_GT(most, r.most_above);
+        if (r.rms_x) {
+            EXPECT_NEAR(sqrt(sum_x2 / 10000), r.rms_x, 0.02);
+            EXPECT_NEAR(sqrt(sum_y2 / 10000), r.rms_x, 0.02);
+        }
+    }
+}
+
+// After a restart: the first point with its rejection loop, two draws for the momentum, the
+// next point; the parallel beam draws pairs until inside the disc, then the momentum.
+TEST(beam, draws_follow_their_order)
+{
+    fresh();
+    beam_outcome o = create_beam_if_asked(beam_keys{});
+    ASSERT_EQ(std::make_tuple(o.kind, o.restart_frame), std::make_tuple((int)beam_game, false));
+    EXPECT_EQ(particle_at(0), std::make_tuple(-0.012213107571005822, 0.007118321675807238, 0.000142887440820535,
+                                              0.0002173733003437519, 1.0));
+    EXPECT_EQ(particle_at(1), std::make_tuple(0.010766775626689196, 0.03026056913658977,
+                                              -0.00026405762260158855, 0.0003022410459816456, 1.0));
+    fresh();
+    lcg g;
+    sim.momentum_spread = 0.15;
+    double x, y;
+    do x = g.S(), y = g.S();
+    while (x * x + y * y > 1);
+    double p = g.S() * 0.15 + 1.0;
+    make_beam(beam_parallel);
+    EXPECT_EQ(std::make_tuple(beam_x[0], beam_y[0], beam_momentum[0]), std::make_tuple(x * 0.04, y * 0.04, p));
+}
+
+TEST(beam, new_beam_resets_the_peak_and_sparks_and_spread_redraws_from_the_last_down)
+{
+    fresh();
+    sim.ring_position = 12.5;
+    sim.peak_luminosity = 4e33;
+    sim.particle_count = 1234;
+    spark s = {1, 2, 3, 4, 1};
+    growarray_append(&sim.spark_list, &s);
+    beam_outcome o = create_beam_if_asked(beam_keys{true, false, false, false, false});
+    EXPECT_EQ(std::make_tuple(o.restart_frame, sim.ring_position, sim.peak_luminosity, sim.spark_list.count),
+              std::make_tuple(true, 1e-6, 1e-6, 0u));
+
+    fresh();
+    make_beam(beam_waterbag);
+    sim.particle_count = 3;
+    random15_restart();
+    lcg g;
+    double p2 = g.S() * 0.15 + 1.0, p1 = g.S() * 0.15 + 1.0, p0 = g.S() * 0.15 + 1.0;
+    toggle_momentum_spread();
+    EXPECT_EQ(std::make_tuple(sim.momentum_spread, beam_momentum[0], beam_momentum[1], beam_momentum[2]),
+              std::make_tuple(0.15, p0, p1, p2));
+    toggle_momentum_spread();
+    EXPECT_EQ(std::make_tuple(sim.momentum_spread, beam_momentum[0]), std::make_tuple(0.0, 1.0));
+}
+
+TEST(beam, fodo_matched_beam_and_the_highlight_swap)
+{
+    fresh();
+    sim.kora_lattice = true;
+    sim.peak_luminosity = 3e33;
+    make_fodo_matched_beam();
+    EXPECT_EQ(std::make_tuple(sim.particle_count, sim.kora_lattice, sim.peak_luminosity), std::make_tuple(10000, false, 3e33));
+    const double fodo[4] = {0.05720499999999999, 0.03579625, 0.010925618390000875, 0.017459929461884974};
+    for (int i = 0; i < 10000; i++) {
+        double a = beam_x[i] / fodo[0], b = beam_y[i] / fodo[1], c = beam_xp[i] / fodo[2], d = beam_yp[i] / fodo[3];
+        ASSERT_NEAR(a * a + b * b + c * c + d * d, 1.0, 1e-6) << "particle " << i;
+    }
+    for (int i = 0; i < 10000; i++)
+        beam_x[i] = i, beam_y[i] = -i, beam_xp[i] = 2.0 * i, beam_yp[i] = 3.0 * i, beam_momentum[i] = 1 + i * 1e-5;
+    random15_restart();
+    toggle_highlight();
+    const int j = 5635;   // floor(10000 x the first uniform draw)
+    EXPECT_EQ(particle_at(0), std::make_tuple((double)j, (double)-j, 2.0 * j, 3.0 * j, 1.0)) << "momenta stay";
+    EXPECT_EQ(particle_at(j), std::make_tuple(0.0, -0.0, 0.0, 0.0, 1 + j * 1e-5));
+}
+
+// ---- Collective effects and figures of merit ------------------------------------------------
+
+// Particles at the ends of the axes of an ellipse a = 0.01 m, b = 0.02 m: the uniform-beam
+// field kicks every edge particle outwards by ds x 0.0005 / (a + b) / p.
+TEST(collective, space_charge_pushes_outwards)
+{
+    fresh();
+    load({{0.01, 0, 0, 0, 1}, {-0.01, 0, 0, 0, 1}, {0, 0.02, 0, 0, 1}, {0, -0.02, 0, 0, 1}, {0.005, 0, 0, 0, 2}});
+    sim.step_length = 0.1;
+    space_charge_kick();
+    const double edge = 0.1 * 0.0005 / 0.03;
+    const double want_xp[] = {edge, -edge, 0, 0, edge / 4}, want_yp[] = {0, 0, edge, -edge, 0};
+    for (int i = 0; i < 5; i++) {
+        EXPECT_NEAR(beam_xp[i], want_xp[i], 1e-15) << "particle " << i;
+        EXPECT_NEAR(beam_yp[i], want_yp[i], 1e-15) << "particle " << i;
+    }
+}
+
+TEST(collective, luminosity_its_reading_and_the_texts)
+{
+    EXPECT_NEAR(luminosity(10000, 5.0, 5.0), 6e30, 1e-12 * 6e30);
+    EXPECT_NEAR(luminosity(10000, 1.0, 4.0), 1.5e31, 1e-12 * 1.5e31);
+    EXPECT_NEAR(luminosity(10000, 0.0, 0.0), 3e43, 1e-12 * 3e43) << "mean squares floored at 1e-16";
+    struct row { double L; int exponent; unsigned colour; const char *text; };
+    const row rows[] = {
+        {9.9e30, 30, 0x808000, "Luminosity: 9.9 x 10^{30}"}, {1e31, 31, 0xC0C000, "Luminosity: 1.0 x 10^{31}"},
+        {9.99e32, 32, 0xFFF000, "Luminosity: 10.0 x 10^{32}"}, {3e33, 33, 0xFFFF80, "Luminosity: 3.0 x 10^{33}"},
+        {2e34, 34, 0xFFFFFF, "Luminosity: 2.0 x 10^{34}"},    {0.0, 0, 0x808000, "Luminosity: 0.0 x 10^{0}"},
+    };
+    char text[64];
+    for (const row &r : rows) {
+        luminosity_reading got = read_luminosity(r.L);
+        EXPECT_EQ(std::make_tuple(got.exponent, got.colour), std::make_tuple(r.exponent, r.colour)) << r.L;
+        luminosity_text(text, sizeof text, r.L);
+        EXPECT_STREQ(text, r.text);
+    }
+    peak_text(text, sizeof text, 1e-6);
+    EXPECT_STREQ(text, "Peak: 1.0 x 10^{-6}");
+    beam_loss_text(text, sizeof text, 9999);
+    EXPECT_STREQ(text, "BEAM LOSS: 0.01%");
+    beam_loss_text(text, sizeof text, 0);
+    EXPECT_STREQ(text, "BEAM LOSS: 100.00%");
+
+    fresh();
+    const double sequence[] = {3e30, 1e30, NAN, 6e31}, peak_after[] = {3e30, 3e30, 3e30, 6e31};
+    for (int k = 0; k < 4; k++) {
+        update_peak_luminosity(sequence[k]);
+        EXPECT_EQ(sim.peak_luminosity, peak_after[k]) << "peak only rises, value " << k;
+    }
+}
+
+TEST(collective, luminosity_bar_and_scraper_chord)
+{
+    luminosity_bar b = luminosity_bar_geometry(1000, 800, 1.875e33, 3e33);
+    const double got[] = {b.left, b.right, b.peak_right, b.bottom, b.top, b.peak_top};
+    const double want[] = {940, 990, 989, 800, 400, 161};
+    for (int k = 0; k < 6; k++) EXPECT_NEAR(got[k], want[k], 1e-9) << "bar edge " << k;
+    struct row { double edge; int x, half_height; };
+    const row rows[] = {{0.03, 1176, 455}, {0.0, 960, 503}, {0.07, 1464, 0}};
+    for (const row &r : rows) {
+        scraper_chord c = scraper_chord_geometry(1920, r.edge, 7200);
+        EXPECT_EQ(std::make_tuple(c.x, c.half_height), std::make_tuple(r.x, r.half_height)) << "edge " << r.edge;
+    }
+}
+
+// ---- The lattice file ----------------------------------------------------------------------
+
+std::vector<std::string> warnings;
+
+int capture_warning(report_record *r)
+{
+    if (r->type == REPORT_WARNING) warnings.push_back(r->message ? r->message : "");
+    return 0;
+}
+
+// Reads a lattice from text through a file of this process's own.
+void read_text(const std::string &text)
+{
+    char name[64];
+    snprintf(name, sizeof name, "/tmp/fentra_lattice_%d.txt", (int)getpid());
+    FILE *f = fopen(name, "wb");
+    fwrite(text.data(), 1, text.size(), f);
+    fclose(f);
+    report_handler = capture_warning;
+    warnings.clear();
+    read_lattice(name);
+    remove(name);
+}
+
+void load_kora()
+{
+    read_text(std::string((const char *)data_kora_sp_txt, data_kora_sp_txt_size));
+}
+
+TEST(lattice, kora_reads_back_with_its_derived_values)
+{
+    load_kora();
+    EXPECT_TRUE(warnings.empty());
+    ASSERT_EQ(element_count, 48);
+    EXPECT_NEAR(lattice_length(), 16.3362818, 1e-9);
+    EXPECT_STREQ(element_name[44], "BQF2:HBF1D");
+    EXPECT_EQ(element_bend_radius[44], 3.8 / 0.54264);
+    EXPECT_EQ(element_strength[8], -0.786049666 / 1.235293713);
+    double angle = 0;
+    for (int i = 0; i < element_count; i++)
+        if (element_bend_radius[i] != 0) angle += element_length[i] / element_bend_radius[i];
+    EXPECT_NEAR(angle, 0.62832, 1e-9) << "the bends of a superperiod make a tenth of a turn";
+}
+
+TEST(lattice, element_lookup_and_the_fodo_rule)
+{
+    load_kora();
+    const double L = lattice_length(), end_of_d1 = 2.9394;
+    struct row { double position; int index; double distance; };
+    const row rows[] = {{0.1, 0, 0.06}, {0.16, 1, 0.2}, {end_of_d1 - 1e-9, 3, 1e-9}, {L - 0.01, 47, 0.01},
+                        {9 * L + end_of_d1 + 1e-7, 4, 0.05275 - 1e-7}};
+    for (const row &r : rows) {
+        element_here e = find_element(r.position, L);
+        EXPECT_EQ(e.index, r.index) << "at " << r.position;
+        EXPECT_NEAR(e.distance_to_end, r.distance, 1e-9) << "at " << r.position;
+    }
+    struct fodo_row { double position, k; };
+    const fodo_row cell[] = {{0.2499, 1.384}, {0.25, 0}, {1.25, -1.384}, {1.7499, -1.384}, {1.75, 0},
+                             {2.75, 1.384}, {4.5, -1.384}};
+    for (const fodo_row &r : cell) EXPECT_EQ(fodo_quadrupole(r.position), r.k) << "at " << r.position << " m";
+}
+
+TEST(lattice, files_that_break_the_limits)
+{
+    read_text("A .5 0 0\r\nB 1.5 -0.1 0.2");
+    EXPECT_EQ(std::make_tuple(element_count, element_length[0], element_bend_radius[1]), std::make_tuple(2, 0.5, 7.5));
+    read_text("ABCDEFGHIJKLMNOPQRSTUVWXYZ 1.5 0 0\nB 2 0 0\n");
+    EXPECT_EQ(std::make_tuple(element_count, std::string(element_name[0]), element_length[0], warnings.size()),
+              std::make_tuple(2, std::string("ABCDEFGHIJKLMNO"), 1.5, (size_t)1)) << "a long name is cut";
+    std::string text;
+    for (int i = 0; i < 600; i++) text.append("E").append(std::to_string(i)).append("\t0.5\t0\t0\r\n");
+    read_text(text);
+    EXPECT_EQ(std::make_tuple(element_count, lattice_length(), warnings.size()), std::make_tuple(500, 250.0, (size_t)1));
+}
+
+} // namespace
