@@ -77,11 +77,6 @@ std::vector<glyph_record> glyphs_of(const carried_font& f)
   return parse_block(f.bytes, f.size).glyphs;
 }
 
-bool is_placeholder(int code)
-{
-  return (code < 32 || code > 126) && code != 162 && code != 163 && code != 166 && code != 172;
-}
-
 TEST(CarriedFonts, AreExactly256WholeRecordsWithTheirLineHeight)
 {
   for (const carried_font& f : fonts) {
@@ -92,16 +87,6 @@ TEST(CarriedFonts, AreExactly256WholeRecordsWithTheirLineHeight)
     int tallest = 0;
     for (const glyph_record& g : block.glyphs) tallest = std::max(tallest, g.height);
     EXPECT_EQ(tallest, f.line_height) << f.name;
-  }
-}
-
-TEST(CarriedFonts, UseOnlyTheirOwnPaletteIndices)
-{
-  for (const carried_font& f : fonts) {
-    std::vector<glyph_record> glyphs = glyphs_of(f);
-    for (size_t code = 0; code < glyphs.size(); code++)
-      for (unsigned char k : glyphs[code].pixels)
-        EXPECT_TRUE(f.allowed_pixels.count(k)) << f.name << " code " << code << " uses " << (int)k;
   }
 }
 
@@ -126,80 +111,6 @@ TEST(CarriedFonts, NamedGlyphsHaveTheirSizesAndColours)
     if (e.only_pixel >= 0) {
       for (unsigned char k : g.pixels) EXPECT_EQ(k, e.only_pixel) << where;
     }
-  }
-}
-
-TEST(CarriedFonts, PlaceholdersFillTheUnprintableCodes)
-{
-  for (const carried_font& f : fonts) {
-    std::vector<glyph_record> glyphs = glyphs_of(f);
-    bool caption = f.line_height == 20;
-    for (int code = 0; code < 256; code++) {
-      if (!is_placeholder(code) || (caption && code == 9)) continue;
-      const glyph_record& g = glyphs[code];
-      std::string where = std::string(f.name) + " code " + std::to_string(code);
-      if (!caption) {
-        EXPECT_EQ(g.width, 1) << where;
-        EXPECT_EQ(g.height, 1) << where;
-        continue;
-      }
-      // A 3 x 5 box: a cyan frame for control codes, a red one above 126.
-      ASSERT_EQ(g.width, 3) << where;
-      ASSERT_EQ(g.height, 5) << where;
-      int frame = code < 32 ? 11 : 12;
-      for (int y = 0; y < 5; y++)
-        for (int x = 0; x < 3; x++)
-          if (x != 1 || y == 0 || y == 4) {
-            EXPECT_EQ(g.pixels[y * 3 + x], frame) << where;
-          }
-    }
-  }
-}
-
-TEST(CarriedFonts, PrintableGlyphsHaveInkAndAreAllDifferent)
-{
-  for (const carried_font& f : fonts) {
-    std::vector<glyph_record> glyphs = glyphs_of(f);
-    std::vector<int> codes;
-    for (int code = 33; code <= 126; code++) codes.push_back(code);
-    for (int code : {162, 163, 166, 172}) codes.push_back(code);   // cent, pound, broken bar, not
-    for (int code : codes) {
-      const glyph_record& g = glyphs[code];
-      int ink = 0;
-      for (unsigned char k : g.pixels) ink += k == f.ink;
-      EXPECT_GT(ink, 0) << f.name << " '" << (char)code << "' (" << code << ") has no ink";
-      if (f.line_height != 20) {   // blocky glyphs are whole cells of the line
-        EXPECT_EQ(g.height, f.line_height) << f.name << " '" << (char)code << "'";
-      }
-    }
-    for (int a = 33; a <= 126; a++)
-      for (int b = a + 1; b <= 126; b++)
-        EXPECT_FALSE(glyphs[a].width == glyphs[b].width && glyphs[a].height == glyphs[b].height &&
-                     glyphs[a].pixels == glyphs[b].pixels)
-            << f.name << ": '" << (char)a << "' and '" << (char)b << "' are the same glyph";
-  }
-}
-
-// Caption glyphs hang from the top of the line: a glyph is cut below its lowest inked row,
-// unless it reaches below the baseline, when it takes the whole line.
-TEST(CarriedFonts, CaptionGlyphsAreTopAlignedAndCutBelowTheirInk)
-{
-  std::vector<glyph_record> glyphs = glyphs_of(font_named("captionfont"));
-  for (char c : std::string("gjpqy,;()[]|")) EXPECT_EQ(glyphs[(unsigned char)c].height, 20) << c;
-  std::set<int> heights_on_baseline;
-  for (char c : std::string("aceoxzACEHOXZ.0123456789!?:")) {
-    EXPECT_LT(glyphs[(unsigned char)c].height, 20) << c;
-    heights_on_baseline.insert(glyphs[(unsigned char)c].height);
-  }
-  EXPECT_EQ(heights_on_baseline.size(), 1u) << "glyphs sitting on the baseline end on one row";
-  EXPECT_LT(glyphs['^'].height, glyphs['='].height);
-  for (int code = 33; code <= 126; code++) {
-    const glyph_record& g = glyphs[code];
-    if (g.height == 20) continue;
-    bool last_row_inked = false;
-    const unsigned char* last_row = &g.pixels[(g.height - 1) * g.width];
-    for (int x = 0; x < g.width; x++) last_row_inked |= last_row[x] != 255;
-    EXPECT_TRUE(last_row_inked) << "'" << (char)code << "' has blank rows at the bottom";
   }
 }
 

@@ -67,21 +67,6 @@ TEST(TextMarkup, ScriptSequences) {
     }
 }
 
-TEST(TextMarkup, DepthLimitsGroups) {
-    struct depth_case { int depth; bytes expected; };
-    const depth_case cases[] = {
-        {0, b({'e', '^', '{', 'x', '^', '{', '2', '}', '}'})},
-        {1, b({'e', SCRIPT(179, 38), 'x', '^', '{', '2', '}', SCRIPT(256, 0)})},
-        {2, b({'e', SCRIPT(179, 38), 'x', SCRIPT(138, 71), '2', SCRIPT(179, 38), SCRIPT(256, 0)})},
-    };
-    for (const depth_case &c : cases) {
-        char buffer[128] = "e^{x^{2}}";
-        scriptcodes(buffer, sizeof buffer, c.depth, 0, 256);
-        bytes got(buffer, buffer + compiledlength(buffer));
-        EXPECT_EQ(got, c.expected) << "depth " << c.depth << ": got " << show(got);
-    }
-}
-
 TEST(TextMarkup, GreekNames) {
     struct greek_case { const char *raw; bytes expected; };
     const greek_case cases[] = {
@@ -210,17 +195,6 @@ TEST_F(TextMeasure, ModesAndStyle) {
     EXPECT_FLOAT_EQ(width_of("a"), 13) << "boldness widens the advance";
     setfont(findfont("measure:width=2"));
     EXPECT_FLOAT_EQ(width_of("a"), 17) << "scaleX 2 with the unscaled line height's spacing";
-}
-
-TEST_F(TextMeasure, FirstNBytes) {
-    const char text[] = "abcd";
-    struct n_case { int n; float width; };
-    const n_case cases[] = {{-1, 36}, {0, 0}, {2, 18}, {4, 36}, {100, 36}};
-    for (const n_case &c : cases) EXPECT_FLOAT_EQ(textwidthn(text, c.n), c.width) << "n = " << c.n;
-    char script[64] = "a^2b";
-    scriptcodes(script, sizeof script, -1, 0, 256);
-    EXPECT_FLOAT_EQ(textwidthn(script, 7), 9) << "the scale command is taken, its glyphs not";
-    EXPECT_FLOAT_EQ(textwidthn(script, 8), 15);
 }
 
 }  // namespace

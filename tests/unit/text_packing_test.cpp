@@ -62,25 +62,6 @@ TEST(TextPacking, ShelvesGapsAndTextureSizes) {
     }
 }
 
-TEST(TextPacking, EmptyBlockGivesOneTexelFont) {
-    auto p = pack({}, 2048);
-    const BitmapFont &f = p->font;
-    EXPECT_EQ(std::make_tuple(p->records, f.lineHeight, f.textureWidth, f.textureHeight, f.maxGlyphWidth,
-                              f.referenceAdvance),
-              std::make_tuple(0, 1, 1, 1, 0, 1));
-    for (int i = 0; i < font_slots; i++)   // gap 0: the cursor never moves
-        ASSERT_TRUE(f.glyphWidth[i] == 0 && f.glyphX[i] == 0) << i;
-}
-
-TEST(TextPacking, OnlyTheFirst512RecordsAreUsed) {
-    std::vector<glyph_shape> glyphs(600, glyph_shape{1, 1, 15});
-    glyphs[511] = {7, 3, 15};
-    glyphs[512] = {9, 30, 15};   // would raise the line height and the widest glyph if read
-    auto p = pack(font_block(glyphs), 2048);
-    EXPECT_EQ(std::make_tuple(p->records, p->font.lineHeight, p->font.maxGlyphWidth, p->font.glyphWidth[511]),
-              std::make_tuple(512, 3, 7, 7));
-}
-
 // The three fonts the program carries, packed against a 2048-texel limit.
 TEST(TextPacking, CarriedFonts) {
     struct carried { const char *name; const unsigned char *bytes; unsigned size; int line_height, gap,
@@ -121,20 +102,6 @@ struct TextRegistry : ::testing::Test {
     void SetUp() override { reset_test_fonts(); }
     void TearDown() override { reset_test_fonts(); }
 };
-
-TEST_F(TextRegistry, KeepsLoadingOrderAndGrowsByAQuarter) {
-    const int expected_capacity[] = {1, 2, 3, 5, 5, 7, 7, 10};
-    std::vector<unsigned char> block = ascii_block(8, 8);
-    BitmapFont *fonts[8];
-    for (int i = 0; i < 8; i++) {
-        char name[16];
-        snprintf(name, sizeof name, "font%d", i);
-        fonts[i] = register_test_font(name, block);
-        EXPECT_EQ(font_registry.capacity, expected_capacity[i]) << "after " << i + 1 << " fonts";
-    }
-    for (int i = 0; i < 8; i++) EXPECT_EQ(font_registry.fonts[i], fonts[i]);
-    EXPECT_EQ(current_font, fonts[0]) << "the first font registered becomes current";
-}
 
 TEST_F(TextRegistry, SetfontComputesScaledMetrics) {
     BitmapFont *a = register_test_font("a", ascii_block(6, 10));
@@ -197,14 +164,6 @@ TEST_F(TextRegistry, UnloadingFamilyRemovesBaseAndVariants) {
     // A variant's family is only the variant itself when nothing derives from it: nothing goes.
     unloadfontfamily("a:scale=3");
     EXPECT_EQ(font_registry.count, 2);
-}
-
-TEST_F(TextRegistry, LastFontUnloadedLeavesNoCurrentFont) {
-    register_test_font("only", ascii_block(8, 8));
-    unloadfont("only");
-    EXPECT_EQ(font_registry.count, 0);
-    EXPECT_EQ(current_font, nullptr);
-    EXPECT_EQ(current_line_height, 0);
 }
 
 }  // namespace

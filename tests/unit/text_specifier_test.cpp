@@ -90,31 +90,6 @@ TEST_F(TextSpecifiers, NameGivesBaseAndStyle) {
     EXPECT_EQ(parsefontspec("").base, big);
 }
 
-TEST_F(TextSpecifiers, FirstOfTwoNamesDifferingInCaseWins) {
-    BitmapFont *upper = register_test_font("NCGISMALL", ascii_block(2, 2));
-    EXPECT_EQ(parsefontspec("NcgiSmall").base, small);
-    EXPECT_NE(parsefontspec("NcgiSmall").base, upper);
-}
-
-TEST_F(TextSpecifiers, ScoreOfRecordAgainstKey) {
-    // A font 2 texels wide and tall, where size differences in pixels cost less than in ratio.
-    BitmapFont *tiny = register_test_font("tiny", font_block({{2, 2, 15}}));
-    BitmapFont record = *tiny;
-    struct score_case { const char *name; fontstyle key, style; double score; };
-    const score_case cases[] = {
-        {"same style", {tiny, 1, 1, 0, 0, 0, 0}, {tiny, 1, 1, 0, 0, 512, 0}, 1.0},
-        {"other base", {big, 1, 1, 0, 0, 0, 0}, {tiny, 1, 1, 0, 0, 0, 0}, -1000},
-        {"boldness 0.01 apart", {tiny, 1, 1, 0, 0.01f, 0, 0}, {tiny, 1, 1, 0, 0, 0, 0}, 0.5},
-        {"skew 0.025 apart", {tiny, 1, 1, 0.025f, 0, 0, 0}, {tiny, 1, 1, 0, 0, 0, 0}, 0.5},
-        {"width 20 % apart: 2 x 0.2 x 2 texels", {tiny, 1.2f, 1, 0, 0, 0, 0}, {tiny, 1, 1, 0, 0, 0, 0}, 0.6},
-        {"height 5 % apart by ratio", {tiny, 1, 21, 0, 0, 0, 0}, {tiny, 1, 20, 0, 0, 0, 0}, 0.5},
-    };
-    for (const score_case &c : cases) {
-        record.style = c.style;
-        EXPECT_NEAR(fontvariantscore(&c.key, &record), c.score, 1e-4) << c.name;
-    }
-}
-
 TEST_F(TextSpecifiers, ScaleTwoOnCaptionFontMakesOneVariant) {
     selectfont("captionfont");
     int before = font_registry.count;
@@ -152,37 +127,6 @@ TEST_F(TextSpecifiers, CloseVariantsAreReusedDistantOnesMade) {
     BitmapFont *styled = findfont("ncgibig:boldness=0.25:skew=0.5");
     EXPECT_STREQ(styled->name, "ncgibig:boldness=0.25:skew=0.5");
     EXPECT_EQ(styled->style.base, big);
-}
-
-TEST_F(TextSpecifiers, TiesGoToTheLaterRegistered) {
-    BitmapFont *first = register_test_font("v1", ascii_block(8, 8));
-    BitmapFont *second = register_test_font("v2", ascii_block(8, 8));
-    first->style = second->style = fontstyle{big, 1.01f, 1, 0, 0, 0, 0};
-    fontstyle key = parsefontspec("ncgibig");
-    key.slots = 0;
-    key.scaleX = 1.01f;
-    EXPECT_EQ(fontvariant(&key), second);
-}
-
-TEST_F(TextSpecifiers, UsefontAndSelectfontSkipWhenNothingChanges) {
-    selectfont("ncgismall");
-    EXPECT_EQ(current_font, small);
-    // The name check comes first: a current font of that name is kept as it is.
-    current_style.skew = 5;
-    selectfont("NCGISMALL");
-    EXPECT_EQ(current_style.skew, 5);
-    selectdefaultfont();
-    EXPECT_EQ(current_font, big);
-    EXPECT_EQ(current_line_height, 8);
-
-    // usefont stores the key it was given, even when it chose a close variant.
-    fontstyle key = parsefontspec("ncgibig:width=1.01");
-    usefont(&key);
-    EXPECT_EQ(current_font, big);
-    EXPECT_EQ(current_style.scaleX, 1.01f);
-    int count = font_registry.count;
-    usefont(&key);
-    EXPECT_EQ(font_registry.count, count);
 }
 
 }  // namespace
