@@ -158,49 +158,6 @@ TEST(matrices, camera_helpers)
     }
 }
 
-// A pixel-exact orthographic projection as resize_view loads it.
-static void ortho(double m[16], int w, int h)
-{
-    memset(m, 0, 16 * sizeof(double));
-    double n = h / 2, f = -(h / 2);
-    m[0] = 2.0 / w;
-    m[5] = -2.0 / h;
-    m[10] = -2.0 / (f - n);
-    m[12] = -1;
-    m[13] = 1;
-    m[14] = -(f + n) / (f - n);
-    m[15] = 1;
-}
-
-TEST(matrices, pixel_size_under_projection_and_modelview)
-{
-    double p[16], mv[16];
-    int viewport[4] = {0, 0, 1920, 1080};
-    ortho(p, 1920, 1080);
-    const struct { const char *what; double sx, sy, rotate, size; } cases[] = {
-        {"identity", 1, 1, 0, 1.0},
-        {"scaled by 2", 2, 2, 0, 0.5},
-        {"scaled by 0.25", 0.25, 0.25, 0, 4.0},
-        {"stretched 4 x 1", 4, 1, 0, 0.5},   // the area of a pixel decides
-        {"rotated, scaled by 2", 2, 2, 0.7, 0.5},
-    };
-    for (const auto &c : cases) {
-        memset(mv, 0, sizeof mv);
-        mv[0] = c.sx * cos(c.rotate);
-        mv[1] = c.sx * sin(c.rotate);
-        mv[4] = -c.sy * sin(c.rotate);
-        mv[5] = c.sy * cos(c.rotate);
-        mv[10] = mv[15] = 1;
-        mv[12] = 300;   // a translation changes nothing in a parallel projection
-        EXPECT_NEAR(pixel_size_of(p, mv, viewport), c.size, 1e-12) << c.what;
-    }
-    // a half-size viewport makes each unit half a pixel
-    int half[4] = {0, 0, 960, 540};
-    memset(mv, 0, sizeof mv);
-    mv[0] = mv[5] = mv[10] = mv[15] = 1;
-    EXPECT_NEAR(pixel_size_of(p, mv, half), 2.0, 1e-12);
-}
-
 TEST(circles, segment_counts)
 {
     const struct { double r, pixel; int n; } cases[] = {
@@ -233,24 +190,5 @@ TEST(circles, culling_of_discs_and_outlines)
     for (const auto &c : cases) {
         EXPECT_EQ(circle_on_screen(c.x, c.y, c.r, w, h), c.disc) << c.what;
         EXPECT_EQ(outline_on_screen(c.x, c.y, c.r, w, h), c.outline) << c.what;
-    }
-}
-
-TEST(palette, index_colours)
-{
-    const struct { int index; float r, g, b; } cases[] = {
-        {0, 0, 0, 0}, {1, 0, 0, 0.5f}, {4, 0.5f, 0, 0}, {6, 0.5f, 0.5f, 0}, {7, 0.5f, 0.5f, 0.5f},
-        {8, 0.25f, 0.25f, 0.25f}, {9, 0, 0, 1}, {12, 1, 0, 0}, {15, 1, 1, 1},
-        {16, 0, 0, 0}, {39, 23 * 0.04347826f, 23 * 0.04347826f, 23 * 0.04347826f},
-        {27, 11 * 0.04347826f, 11 * 0.04347826f, 11 * 0.04347826f},
-        {40, 0, 0, 0}, {45, 1.0f, 0, 0}, {46, 0, 0.2f, 0}, {76, 0, 0, 0.2f},
-        {255, 1.0f, 1.0f, 1.0f}, {40 + 2 + 3 * 6 + 4 * 36, 0.4f, 0.6f, 0.8f},
-    };
-    for (const auto &c : cases) {
-        float rgb[3];
-        palette_index_rgb(c.index, rgb);
-        EXPECT_FLOAT_EQ(rgb[0], c.r) << "index " << c.index;
-        EXPECT_FLOAT_EQ(rgb[1], c.g) << "index " << c.index;
-        EXPECT_FLOAT_EQ(rgb[2], c.b) << "index " << c.index;
     }
 }

@@ -40,25 +40,6 @@ TEST(key_table, scancodes_to_virtual_keys)
     for (int i = 0; i < 12; ++i) EXPECT_EQ(scancode_virtual_key(SDL_SCANCODE_F1 + i), 0x70 + i);
 }
 
-TEST(key_table, no_two_keys_share_a_code_except_the_two_enters_and_backslashes)
-{
-    int owner[256];
-    for (int &o : owner) o = -1;
-    for (int s = 0; s < SDL_NUM_SCANCODES; ++s) {
-        int vk = scancode_virtual_key(s);
-        if (!vk) continue;
-        if (owner[vk] >= 0) {
-            bool allowed = (vk == 0x0D && s == SDL_SCANCODE_KP_ENTER) ||
-                           (vk == 0xDC && s == SDL_SCANCODE_NONUSHASH);
-            EXPECT_TRUE(allowed) << SDL_GetScancodeName((SDL_Scancode)s) << " and "
-                                 << SDL_GetScancodeName((SDL_Scancode)owner[vk]) << " share "
-                                 << vk;
-        } else {
-            owner[vk] = s;
-        }
-    }
-}
-
 // A keyboard as SDL reports it: one byte a scancode, non-zero = down.
 struct fake_keyboard {
     unsigned char down[SDL_NUM_SCANCODES] = {};
@@ -114,35 +95,6 @@ TEST(keyboard, tap_within_one_pump_counts_for_exactly_one_frame)
     kb.snapshot();
     EXPECT_TRUE(key_held(VK_ESCAPE));
     EXPECT_FALSE(key_pressed(VK_ESCAPE));
-}
-
-TEST(keyboard, either_side_of_a_modifier_sets_the_generic_code)
-{
-    const struct { int scancode, side, generic; } cases[] = {
-        {SDL_SCANCODE_LSHIFT, VK_LSHIFT, VK_SHIFT}, {SDL_SCANCODE_RSHIFT, VK_RSHIFT, VK_SHIFT},
-        {SDL_SCANCODE_LCTRL, VK_LCONTROL, VK_CONTROL}, {SDL_SCANCODE_RCTRL, VK_RCONTROL, VK_CONTROL},
-        {SDL_SCANCODE_LALT, VK_LMENU, VK_MENU}, {SDL_SCANCODE_RALT, VK_RMENU, VK_MENU},
-    };
-    for (const auto &c : cases) {
-        clear_keys();
-        fake_keyboard kb;
-        kb.down[c.scancode] = 1;
-        kb.snapshot();
-        EXPECT_TRUE(key_held(c.side)) << c.side;
-        EXPECT_TRUE(key_held(c.generic)) << c.side;
-        int others = 0;
-        for (int vk = 0; vk < 256; ++vk) others += (key_state[vk] & 0x80) ? 1 : 0;
-        EXPECT_EQ(others, 2) << "only the side and the generic code for " << c.side;
-    }
-    // Control held and S newly pressed: the screenshot chord
-    clear_keys();
-    fake_keyboard kb;
-    kb.down[SDL_SCANCODE_LCTRL] = 1;
-    kb.snapshot();
-    kb.down[SDL_SCANCODE_S] = 1;
-    kb.snapshot();
-    EXPECT_TRUE(key_held(VK_CONTROL) && key_pressed('S'));
-    EXPECT_FALSE(key_pressed(VK_CONTROL));
 }
 
 TEST(keyboard, mouse_buttons_appear_in_the_snapshot_and_upper_half_is_copied)
@@ -212,60 +164,3 @@ TEST(clip_stack, pushes_intersect_with_the_top)
     EXPECT_EQ(s.depth, 0);
 }
 
-TEST(clip_stack, holds_at_most_200)
-{
-    clip_stack s = {};
-    for (int i = 0; i < 200; ++i) ASSERT_EQ(clip_stack_push(&s, i, i, 1000 - i, 1000 - i), 1) << i;
-    EXPECT_EQ(clip_stack_push(&s, 0, 0, 5, 5), 0);
-    EXPECT_EQ(s.depth, 200);
-    EXPECT_EQ(s.rect[199][0], 199);   // the ignored push changed nothing
-    // a pop after an ignored push removes a real entry
-    EXPECT_EQ(clip_stack_pop(&s), 199);
-    EXPECT_EQ(s.rect[198][0], 198);
-}
-
-static int print_record(report_record *r)
-{
-    fprintf(stderr, "%s:%d %s\n", r->source, r->line, r->message ? r->message : "");
-    return 0;
-}
-
-// Runs the frame loop once when `run` is set; `line` receives the line the loop is on.
-static void frame_loop(int *line, bool run)
-{
-    *line = __LINE__; if (run) LOOP { break; }
-}
-
-TEST(frame_loop_death, loop_without_a_resolution_is_fatal_with_the_callers_place)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    int line = 0;
-    frame_loop(&line, false);
-    std::string expected = "input_test:" + std::to_string(line) +
-                           " GRAPHICS\\(\\) macro not called at LOOP start, or no resolution specified";
-    EXPECT_EXIT(
-        {
-            report_handler = print_record;
-            screen_width = 0;
-            frame_loop(&line, true);
-            exit(0);
-        },
-        testing::ExitedWithCode(1), expected);
-}
-
-TEST(frame_loop, check_passes_with_a_resolution_and_paces_from_its_stamp)
-{
-    static double fake_now;
-    double (*saved)() = time_now;
-    time_now = [] { return fake_now += 0.001; };   // each reading advances 1 ms
-    screen_width = 640;
-    fake_now = 5.0;
-    graphics_frame_check("input_test", 1);
-    double start = fake_now;
-    pace_frame(start);
-    EXPECT_NEAR(fake_now - start, 0.012, 1e-9);   // waits until 0.012 s have passed
-    pace_frame(fake_now - 1.0);                     // an old stamp: no wait beyond one reading
-    EXPECT_NEAR(fake_now - start, 0.013, 1e-9);
-    time_now = saved;
-    screen_width = 0;
-}

@@ -94,19 +94,3 @@ TEST(mipmaps, chain_of_a_64_by_16_rgb_image)
     }
     EXPECT_EQ(n, 6);
 }
-
-TEST(mipmaps, every_texel_size_and_width_matches_the_block_rule)
-{
-    const int widths[] = {1, 2, 3, 4, 5, 17, 34, 66, 130, 2048};
-    const int heights[] = {1, 2, 3, 8};
-    for (int c = 1; c <= 4; ++c)
-        for (int w : widths)
-            for (int h : heights) {
-                std::vector<unsigned char> img = random_image(w, h, c, (unsigned)(c * 1000 + w + h));
-                int ow = w / 2 > 1 ? w / 2 : 1, oh = h / 2 > 1 ? h / 2 : 1;
-                std::string what = std::to_string(c) + " components, " + std::to_string(w) +
-                                   " x " + std::to_string(h);
-                expect_same_texels(halve(img, w, h, c), reference_halve(img, w, h, c), ow, oh, c,
-                                   what.c_str());
-            }
-}

@@ -13,15 +13,6 @@
 #include <unistd.h>
 #include <vector>
 
-TEST(bmp, row_stride_pads_three_bytes_a_pixel_to_four)
-{
-    const struct { int width, stride; } cases[] = {
-        {1366, 4100}, {1, 4}, {2, 8}, {3, 12}, {4, 12}, {5, 16}, {1920, 5760}, {0, 0},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(bmp_row_stride(c.width), c.stride) << "width " << c.width;
-}
-
 // The whole header of a 1366 x 768 screen, byte for byte; other sizes differ from it only in
 // the file size and the two sides.
 TEST(bmp, header_bytes)
@@ -107,51 +98,34 @@ static std::vector<unsigned char> read_file(const std::string &name)
     return bytes;
 }
 
-TEST(write_bmp, conversion_keeps_the_bmp_when_no_png_appears)
+// The converter found on PATH: "magick" before "convert", else none and the BMP stays, quietly.
+// File names holding shell syntax reach the tool literally and run nothing.
+TEST(write_bmp, converts_with_magick_else_convert_else_keeps_the_bmp)
 {
-    scratch_dir scratch;
-    std::string old_path = getenv("PATH") ? getenv("PATH") : "";
-    unsigned char pixels[4] = {1, 2, 3, 0};
-    std::string bmp = scratch.at("keep.bmp");
-
-    setenv("PATH", scratch.dir.c_str(), 1); // no magick here: the command fails
-    write_bmp(pixels, 1, 1, bmp.c_str(), 1);
-    EXPECT_TRUE(file_exists(bmp.c_str()));
-    EXPECT_FALSE(file_exists(scratch.at("keep.png").c_str()));
-
-    // a tool that runs but writes nothing leaves the BMP too
-    std::string tool = scratch.at("magick");
-    FILE *f = fopen(tool.c_str(), "w");
-    fputs("#!/bin/sh\nexit 0\n", f);
-    fclose(f);
-    chmod(tool.c_str(), 0755);
-    write_bmp(pixels, 1, 1, bmp.c_str(), 1);
-    EXPECT_TRUE(file_exists(bmp.c_str()));
-    setenv("PATH", old_path.c_str(), 1);
-}
-
-TEST(write_bmp, conversion_passes_quality_and_both_names_then_deletes_the_bmp)
-{
-    scratch_dir scratch;
-    std::string old_path = getenv("PATH") ? getenv("PATH") : "";
-    std::string tool = scratch.at("magick");
-    FILE *f = fopen(tool.c_str(), "w");
-    fprintf(f, "#!/bin/sh\nprintf '%%s\\n' \"$@\" > '%s'\ncp \"$3\" \"$4\"\n",
-            scratch.at("args.txt").c_str());
-    fclose(f);
-    chmod(tool.c_str(), 0755);
-    setenv("PATH", (scratch.dir + ":" + old_path).c_str(), 1);
-
-    unsigned char pixels[8] = {9, 8, 7, 0, 6, 5, 4, 0};
-    std::string bmp = scratch.at("two words.bmp");   // the names are quoted in the command
-    write_bmp(pixels, 1, 2, bmp.c_str(), 1);
-    setenv("PATH", old_path.c_str(), 1);
-
-    EXPECT_FALSE(file_exists(bmp.c_str()));
-    std::vector<unsigned char> png = read_file(scratch.at("two words.png"));
-    ASSERT_EQ(png.size(), 54u + 8u);   // the stand-in tool copied the BMP
-    EXPECT_EQ(png[54], 9);
-    std::vector<unsigned char> args = read_file(scratch.at("args.txt"));
-    std::string expected = "-quality\n95\n" + bmp + "\n" + scratch.at("two words.png") + "\n";
-    EXPECT_EQ(std::string(args.begin(), args.end()), expected);
+    struct row { const char *stubs[2]; const char *tool; };
+    const row rows[] = {{{"magick", "convert"}, "magick"}, {{"convert", nullptr}, "convert"}, {{nullptr, nullptr}, nullptr}};
+    const std::string old_path = getenv("PATH") ? getenv("PATH") : "";
+    for (const row &r : rows) {
+        scratch_dir scratch;
+        for (const char *stub : r.stubs) {
+            if (!stub) continue;
+            FILE *f = fopen(scratch.at(stub).c_str(), "w");
+            fprintf(f, "#!/bin/sh\nprintf '%%s\\n' \"${0##*/}\" \"$@\" > '%s'\n/bin/cp \"$3\" \"$4\"\n",
+                    scratch.at("args.txt").c_str());
+            fclose(f);
+            chmod(scratch.at(stub).c_str(), 0755);
+        }
+        const std::string stem = scratch.at("a\"b $(touch pwned) `touch pwned2` 'c'");
+        unsigned char pixels[4] = {9, 8, 7, 0};
+        setenv("PATH", scratch.dir.c_str(), 1);
+        write_bmp(pixels, 1, 1, (stem + ".bmp").c_str(), 1);
+        setenv("PATH", old_path.c_str(), 1);
+        std::vector<unsigned char> args = read_file(scratch.at("args.txt"));
+        SCOPED_TRACE(r.tool ? r.tool : "no converter");
+        EXPECT_EQ(std::string(args.begin(), args.end()),
+                  r.tool ? std::string(r.tool) + "\n-quality\n95\n" + stem + ".bmp\n" + stem + ".png\n" : "");
+        EXPECT_EQ(file_exists((stem + ".bmp").c_str()), r.tool == nullptr) << "the BMP goes once the PNG is there";
+        EXPECT_EQ(read_file(stem + ".png").size(), r.tool ? 58u : 0u);
+        EXPECT_FALSE(file_exists("pwned") || file_exists("pwned2") || file_exists(scratch.at("pwned").c_str()));
+    }
 }
