@@ -15,7 +15,7 @@ using namespace views_gl;
 
 namespace {
 
-::testing::Environment *const gl_window = ::testing::AddGlobalTestEnvironment(new window(640, 480));
+::testing::Environment *const gl_window = ::testing::AddGlobalTestEnvironment(new window(640, 540));
 
 // One scripted snapshot: which of F1 and Space are down after that pump.
 struct keys {
@@ -55,10 +55,20 @@ void reopen_if_closed()
 {
     if (!quit_requested) return;
     quit_requested = 0;
-    ASSERT_EQ(graphics_open(640, 480, "views test", nullptr), 1);
+    ASSERT_EQ(graphics_open(640, 540, "views test", nullptr), 1);
 }
 
 } // namespace
+
+// The page: "Key list:" in white at (100, 90), the key list in cyan from y = 120 and "Press
+// space to continue..." in blue at y = 500, in the default font.
+TEST(help_screen, the_page_matches_its_reference_picture)
+{
+    selectdefaultfont();
+    clear_screen();
+    draw_help_page();
+    EXPECT_TRUE(matches_reference("help_page", read_back_buffer(640, 540), 640, 540));
+}
 
 TEST(help_screen, returns_on_space_only_after_f1_is_released)
 {
