@@ -64,13 +64,6 @@ int brightest(const screen &s, int x0, int y0, int x1, int y1) {
     return best;
 }
 
-// Rows of a screen rectangle that hold any lit pixel.
-std::vector<int> lit_rows(const screen &s, int x0, int y0, int x1, int y1) {
-    std::vector<int> rows;
-    for (int y = y0; y < y1; y++)
-        if (brightest(s, x0, y, x1, y + 1) > 100) rows.push_back(y);
-    return rows;
-}
 
 // ---------------------------------------------------------------------------------------
 // Loading
@@ -152,22 +145,6 @@ TEST(TextGlLoad, DigitsAreRetouchedInSmallerLevels) {
     glDeleteTextures(1, &scratch);
 }
 
-TEST(TextGlLoad, VariantsShareTheTextureUntilTheLastGoes) {
-    loadfontdata(data_ncgismall_fnt, data_ncgismall_fnt_size, "spare");
-    BitmapFont *spare = font_named("spare");
-    ASSERT_NE(spare, nullptr);
-    unsigned texture = spare->texture;
-    BitmapFont *variant = findfont("spare:scale=3");
-    EXPECT_EQ(variant->texture, texture);
-    unloadfont("spare:scale=3");
-    EXPECT_TRUE(glIsTexture(texture)) << "the base still uses it";
-    findfont("spare:big");
-    unloadfontfamily("spare");
-    EXPECT_EQ(font_named("spare"), nullptr);
-    EXPECT_EQ(font_named("spare:width=1.5:height=1.5"), nullptr);
-    EXPECT_FALSE(glIsTexture(texture)) << "deleted with the last record that used it";
-}
-
 TEST(TextGlLoad, FallbackFontForAnEmptyRegistry) {
     fontregistry saved = font_registry;
     BitmapFont *saved_current = current_font;
@@ -202,46 +179,6 @@ TEST(TextGlLoadDeathTest, FatalErrors) {
                 "FATAL Morvane/bitmapfonts: Font 'tall' required texture of size 2048x4096 but maxtx=2048");
     EXPECT_EXIT(loadfont("/nonexistent/dir/x.fnt", "x"), ::testing::ExitedWithCode(1),
                 "FATAL Morvane/bitmapfonts: loadfont: '/nonexistent/dir/x.fnt' not found");
-}
-
-TEST(TextGlLoad, LoadfontReadsAFile) {
-    std::string path = std::string(FENTRA_BINARY_DIR) + "/text_test_small.fnt";
-    std::ofstream(path, std::ios::binary).write((const char *)data_ncgismall_fnt, data_ncgismall_fnt_size);
-    loadfont(path.c_str(), "fromfile");
-    BitmapFont *loaded = font_named("fromfile");
-    BitmapFont *small = font_named("ncgismall");
-    ASSERT_NE(loaded, nullptr);
-    EXPECT_EQ(0, memcmp(loaded->glyphWidth, small->glyphWidth, sizeof small->glyphWidth));
-    EXPECT_EQ(loaded->textureWidth, small->textureWidth);
-    unloadfont("fromfile");
-    remove(path.c_str());
-}
-
-// Random blocks as font data: every record is read inside the block and every glyph written
-// inside the texture image (the sanitizer build watches both).
-TEST(TextGlLoad, RandomBlocksLoadAndUnload) {
-    uint32_t state = 77;
-    auto next = [&state]() { state = state * 1664525u + 1013904223u; return state >> 8; };
-    int loaded = 0;
-    for (int iteration = 0; iteration < 150; iteration++) {
-        size_t size = next() % 1500;
-        std::vector<unsigned char> block(size);
-        for (unsigned char &byte : block) byte = (unsigned char)(next() % 3 ? next() % 12 : next());
-        BitmapFont probe;
-        packfontdata(block.data(), size, 2048, &probe);
-        if (probe.textureHeight > 2048) continue;   // would be the fatal "required texture" error
-        int count = font_registry.count;
-        loadfontdata(block.data(), size, "fuzz");
-        ASSERT_EQ(font_registry.count, count + 1);
-        BitmapFont *f = font_registry.fonts[count];
-        EXPECT_EQ(std::make_tuple(f->textureWidth, f->textureHeight), std::make_tuple(probe.textureWidth, probe.textureHeight))
-            << "iteration " << iteration;
-        unloadfont("fuzz");
-        ASSERT_EQ(font_registry.count, count);
-        loaded++;
-    }
-    EXPECT_GT(loaded, 100);
-    EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR);
 }
 
 // ---------------------------------------------------------------------------------------
@@ -309,94 +246,6 @@ TEST_F(TextGlDraw, GlyphsLandInPlaceAndColour) {
     expect_line_pixels(carried[1], "KORA x=3", 300, 400, {255, 255, 0});
 }
 
-TEST_F(TextGlDraw, BlendModes) {
-    // An ncgibig glyph is white strokes on an opaque black box; over a grey background:
-    struct blend_case { int mode; int stroke, box; };
-    const blend_case cases[] = {
-        {1, 255, 0},     // copy: the box hides the background
-        {2, 128, 0},     // multiply by the glyph, keep what its alpha lets through
-        {3, 255, 128},   // add-screen: the box leaves the background as it was
-        {4, 255, 0},     // alpha blending: the opaque box covers it
-        {7, 128, 128},   // other values keep the caller's blend function (here: keep the screen)
-    };
-    selectfont("ncgibig");
-    glyph_record h = record_of(carried[1], 'H');
-    int stroke = -1, box = -1;   // the first stroke and the first box cell, row by row
-    for (int i = 0; i < h.w * h.h; i++) {
-        if (h.pixels[i] == 15 && stroke < 0) stroke = i;
-        if (h.pixels[i] == 0 && box < 0) box = i;
-    }
-    ASSERT_GE(stroke, 0);
-    ASSERT_GE(box, 0);
-    for (const blend_case &c : cases) {
-        clear_screen(128 / 255.0f);
-        text_blend_mode = c.mode;
-        glBlendFunc(GL_ZERO, GL_ONE);
-        printtext(200, 200, "H", 0xFFFFFF);
-        screen s = read_screen();
-        EXPECT_NEAR(s.at(200 + stroke % h.w, 200 + stroke / h.w).g, c.stroke, 2) << "blend mode " << c.mode;
-        EXPECT_NEAR(s.at(200 + box % h.w, 200 + box / h.w).g, c.box, 2) << "blend mode " << c.mode;
-    }
-}
-
-// The GL state text drawing touches: switches, depth mask, blend function, bound texture,
-// matrix mode, then the modelview and projection matrices.
-std::vector<double> gl_state() {
-    std::vector<double> s;
-    for (GLenum e : {GL_DEPTH_TEST, GL_BLEND, GL_TEXTURE_2D, GL_LIGHTING}) s.push_back(glIsEnabled(e));
-    for (GLenum e : {GL_DEPTH_WRITEMASK, GL_BLEND_SRC, GL_BLEND_DST, GL_TEXTURE_BINDING_2D, GL_MATRIX_MODE}) {
-        GLint v = 0;
-        glGetIntegerv(e, &v);
-        s.push_back(v);
-    }
-    for (GLenum e : {GL_MODELVIEW_MATRIX, GL_PROJECTION_MATRIX}) {
-        GLfloat m[16];
-        glGetFloatv(e, m);
-        s.insert(s.end(), m, m + 16);
-    }
-    return s;
-}
-
-TEST_F(TextGlDraw, StateAfterEndtextIsStateBefore) {
-    GLuint texture;
-    glGenTextures(1, &texture);
-    struct state_case { const char *name; bool depth, blend, tex2d, lighting; GLenum mode; int screen_space; };
-    const state_case cases[] = {
-        {"all off, modelview", false, false, false, false, GL_MODELVIEW, 1},
-        {"all on, projection selected", true, true, true, true, GL_PROJECTION, 1},
-        {"depth only, texture matrix", true, false, false, false, GL_TEXTURE, 1},
-        {"caller's own coordinates", false, true, false, false, GL_MODELVIEW, 0},
-    };
-    for (const state_case &c : cases) {
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glOrtho(0, window_width, window_height, 0, -5, 5);
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
-        glTranslatef(3, 4, 0);
-        glRotatef(7, 0, 0, 1);
-        glMatrixMode(c.mode);
-        (c.depth ? glEnable : glDisable)(GL_DEPTH_TEST);
-        (c.blend ? glEnable : glDisable)(GL_BLEND);
-        (c.tex2d ? glEnable : glDisable)(GL_TEXTURE_2D);
-        (c.lighting ? glEnable : glDisable)(GL_LIGHTING);
-        glBlendFunc(GL_SRC_ALPHA, GL_ONE);
-        glBindTexture(GL_TEXTURE_2D, texture);
-        glDepthMask(GL_TRUE);
-        text_screen_space = c.screen_space;
-        std::vector<double> before = gl_state();
-        begintext();
-        drawtext(10, 10, 0, 0, "state", 0xFFFFFF);
-        drawtext(10, 30, 0, 0, "10^{5}", 0xFF0000);
-        endtext();
-        text_screen_space = 1;
-        EXPECT_EQ(glGetError(), (GLenum)GL_NO_ERROR) << c.name;
-        EXPECT_EQ(gl_state(), before) << c.name;
-    }
-    glMatrixMode(GL_MODELVIEW);
-    glDisable(GL_LIGHTING);
-    glDeleteTextures(1, &texture);
-}
 
 TEST_F(TextGlDraw, WordWrapStopsAtTheBottomLimit) {
     selectfont("ncgibig");   // 'a' .. 'e' advance 9, the space 3, line height 8
@@ -422,57 +271,6 @@ TEST_F(TextGlDraw, WordWrapStopsAtTheBottomLimit) {
     EXPECT_EQ(brightest(s, 47, 0, 100, 40) > 100, false);
 }
 
-TEST_F(TextGlDraw, SuperscriptIsSmallerRaisedAndFontRestored) {
-    selectfont("ncgibig");
-    BitmapFont *big = current_font;
-    char text[64] = "10^{5}";
-    compiletext(text, sizeof text, -1);
-    clear_screen(0);
-    float end_y = printtext(50, 300, text, 0xFFFFFF);
-    EXPECT_FLOAT_EQ(end_y, 300);
-    EXPECT_EQ(current_font, big);
-    EXPECT_EQ(current_line_height, 8);
-    EXPECT_NE(font_named("ncgibig:width=0.699219:height=0.699219"), nullptr);
-    // '1' and '0' span rows 300..307; the '5' starts one row higher ((8 x 38 + 128) / 256 = 1)
-    // and is 0.7 as tall.
-    screen s = read_screen();
-    std::vector<int> digits = lit_rows(s, 50, 290, 68, 310), exponent = lit_rows(s, 68, 290, 78, 310);
-    ASSERT_FALSE(digits.empty());
-    ASSERT_FALSE(exponent.empty());
-    EXPECT_GE(digits.front(), 300);
-    EXPECT_LE(digits.back(), 307);
-    EXPECT_GE(exponent.front(), 299);
-    EXPECT_LT(exponent.back(), 305) << "the '5' ends well above the baseline digits";
-    EXPECT_LE(exponent.size(), 6u);
-}
-
-TEST_F(TextGlDraw, ScaledLineIsTwiceAsLarge) {
-    // The same word drawn unscaled and with ":scale=2": its ink is twice as far below the top,
-    // twice as tall and twice as wide.
-    struct ink { int top, bottom, left, right; };
-    auto draw_ink = [](const char *spec) {
-        selectfont(spec);
-        clear_screen(0);
-        printtext(20, 100, "Peak", 0xFFFFFF);
-        screen s = read_screen();
-        std::vector<int> rows = lit_rows(s, 0, 80, 300, 160);
-        ink k{rows.empty() ? -1 : rows.front(), rows.empty() ? -1 : rows.back(), 300, -1};
-        for (int x = 0; x < 300; x++)
-            if (brightest(s, x, 80, x + 1, 160) > 100) k.left = std::min(k.left, x), k.right = x;
-        return k;
-    };
-    ink normal = draw_ink("captionfont");
-    float normal_width = textwidth("Peak");
-    ink doubled = draw_ink(":scale=2");
-    EXPECT_STREQ(current_font->name, "captionfont:width=2:height=2");
-    EXPECT_EQ(current_line_height, 40);
-    EXPECT_FLOAT_EQ(textwidth("Peak"), 2 * normal_width) << "glyphs and spacing both double";
-    ASSERT_GE(normal.top, 100);
-    EXPECT_NEAR(doubled.top - 100, 2 * (normal.top - 100), 1);
-    EXPECT_NEAR(doubled.bottom - doubled.top, 2 * (normal.bottom - normal.top), 2);
-    EXPECT_NEAR(doubled.right - doubled.left, 2 * (normal.right - normal.left), 3);
-}
-
 TEST_F(TextGlDraw, NullAndBoxedText) {
     selectfont("ncgibig");
     clear_screen(0);
@@ -488,43 +286,21 @@ TEST_F(TextGlDraw, NullAndBoxedText) {
               std::make_tuple(255, 255, 0, 0));
 }
 
-// A text shader is active only between begintext and endtext, and draws every glyph quad.
-TEST_F(TextGlDraw, ShaderProgramIsUsedWhileDrawing) {
-    auto create_shader = (PFNGLCREATESHADERPROC)SDL_GL_GetProcAddress("glCreateShader");
-    auto shader_source = (PFNGLSHADERSOURCEPROC)SDL_GL_GetProcAddress("glShaderSource");
-    auto compile_shader = (PFNGLCOMPILESHADERPROC)SDL_GL_GetProcAddress("glCompileShader");
-    auto create_program = (PFNGLCREATEPROGRAMPROC)SDL_GL_GetProcAddress("glCreateProgram");
-    auto attach_shader = (PFNGLATTACHSHADERPROC)SDL_GL_GetProcAddress("glAttachShader");
-    auto link_program = (PFNGLLINKPROGRAMPROC)SDL_GL_GetProcAddress("glLinkProgram");
-    auto delete_program = (PFNGLDELETEPROGRAMPROC)SDL_GL_GetProcAddress("glDeleteProgram");
-    ASSERT_TRUE(create_shader && shader_source && compile_shader && create_program && attach_shader &&
-                link_program && delete_program);
-    const char *vertex = "void main() { gl_Position = ftransform(); }";
-    const char *fragment = "void main() { gl_FragColor = vec4(1.0, 0.0, 0.0, 1.0); }";
-    GLuint program = create_program();
-    for (auto [type, source] : {std::pair{GL_VERTEX_SHADER, vertex}, std::pair{GL_FRAGMENT_SHADER, fragment}}) {
-        GLuint shader = create_shader(type);
-        shader_source(shader, 1, &source, nullptr);
-        compile_shader(shader);
-        attach_shader(program, shader);
-    }
-    link_program(program);
-
-    selectfont("ncgibig");
-    glyph_record h = record_of(carried[1], 'H');
-    int box = 0;   // first black cell of the glyph
-    while (box < h.w * h.h - 1 && h.pixels[box] != 0) box++;
-    ASSERT_EQ(h.pixels[box], 0);
-    clear_screen(0);
-    text_shader_program = program;
-    printtext(200, 200, "H", 0xFFFFFF);
-    text_shader_program = 0;
-    GLint current = -1;
-    glGetIntegerv(GL_CURRENT_PROGRAM, &current);
-    EXPECT_EQ(current, 0) << "endtext leaves no program in use";
-    rgb cell = read_screen().at(200 + box % h.w, 200 + box / h.w);
-    EXPECT_TRUE(cell.r == 255 && cell.g == 0) << "the black box cell comes out in the shader's red";
-    delete_program(program);
-}
-
 }  // namespace
+
+// Lines, scripts, Greek letters, a scaled variant, word wrap and colours in one picture.
+TEST_F(TextGlDraw, ScriptedTextMatchesItsReferencePicture) {
+    selectdefaultfont();
+    printtext(10, 10, "Two lines\nof text", 0xFFFFFF);
+    char formula[128] = "Luminosity: 2.5 x 10^{33} alpha_{x}^2 Omega";
+    compiletext(formula, sizeof formula, -1);
+    printtext(10, 80, formula, 0xFFF000);
+    selectfont("ncgibig:scale=2");
+    printtext(10, 130, "Scaled 2x", 0x00FFFF);
+    selectfont("captionfont");
+    begintext();
+    drawtext(10, 220, 300, 400, "Word wrap keeps whole words together until the bottom limit is passed", 0xFF8080);
+    endtext();
+    EXPECT_TRUE(matches_reference("text_scene", read_back_buffer(window_width, window_height), window_width,
+                                  window_height));
+}

@@ -31,33 +31,6 @@ const double S = 4800, A = 9600;
 
 } // namespace
 
-TEST(phase_graphs, a_parallel_beam_shows_no_angles)
-{
-    allocate_particles();
-    reset_simulation_state();
-    random15_restart();
-    make_beam(beam_parallel);
-    ASSERT_EQ(sim.particle_count, 10000);
-    phase_maxima m = current_maxima(beam_x, beam_y, beam_xp, beam_yp, sim.particle_count);
-    EXPECT_EQ(m.xp, 0.0);
-    EXPECT_EQ(m.yp, 0.0);
-    // The disc of 40 mm radius is well filled: its largest x and y come close to the edge.
-    EXPECT_GT(m.x, 0.039);
-    EXPECT_LE(m.x, 0.04);
-    EXPECT_GT(m.y, 0.039);
-    EXPECT_LE(m.y, 0.04);
-    phase_records = {0, 0, 0, 0};
-    update_phase_records(m, false);
-    std::string text = statistics(m, phase_records);
-    EXPECT_NE(text.find("\nMax |x'| = 0 (0)\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("\nMax |y'| = 0 (0)"), std::string::npos) << text;
-    // Every dot of a parallel beam lies on its graph's horizontal axis.
-    for (int i = 0; i < sim.particle_count; i++) {
-        ASSERT_EQ(left_graph_dot(beam_x[i], beam_xp[i], S, A, W, H).py, 810.0f) << i;
-        ASSERT_EQ(right_graph_dot(beam_y[i], beam_yp[i], S, A, W, H).py, 810.0f) << i;
-    }
-}
-
 TEST(phase_graphs, maxima_are_of_signed_values_and_start_from_zero)
 {
     struct case_ {
@@ -149,19 +122,4 @@ TEST(phase_graphs, dots_land_in_their_graph_or_are_not_drawn)
         EXPECT_NEAR(d.px, c.px, 1e-3) << c.name;
         EXPECT_NEAR(d.py, c.py, 1e-3) << c.name;
     }
-}
-
-TEST(phase_graphs, dot_positions_are_rounded_to_single_precision_before_the_edge_test)
-{
-    // Just past the edge in double precision, on it in single precision: drawn.
-    double x = (640.0 + 1e-6 - 320) / S;
-    ASSERT_GT(x * S + 320, 640.0);
-    graph_dot d = left_graph_dot(x, 0, S, A, W, H);
-    EXPECT_EQ(d.px, 640.0f);
-    EXPECT_TRUE(d.drawn);
-    double xp = (810 - (540.0 - 1e-6)) / A;
-    ASSERT_LT(810 - xp * A, 540.0);
-    d = left_graph_dot(0, xp, S, A, W, H);
-    EXPECT_EQ(d.py, 540.0f);
-    EXPECT_TRUE(d.drawn);
 }

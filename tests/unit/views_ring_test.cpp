@@ -104,26 +104,6 @@ TEST(ring_view, a_bend_is_drawn_in_one_pixel_steps_and_ends_exactly_on_its_arc)
     EXPECT_NEAR(w.walk.end_heading, M_PI / 2, 1e-12);
 }
 
-TEST(ring_view, a_reverse_bend_leaves_a_gap_but_moves_and_turns_the_pen)
-{
-    set_lattice({{1, 0, 0}, {5, 0, -10}, {1, 0, 0}});
-    walker w;
-    ring_camera camera = {0, 0, 0};
-    walk_ring(&w.walk, &camera, W, H, 1e9, 1, 7, colours);
-    std::vector<ring_segment> orbit = w.of_colour(colours.orbit);
-    ASSERT_EQ(orbit.size(), 2u) << "only the two drifts are drawn";
-    double sx = w.walk.start_x, sy = w.walk.start_y;
-    EXPECT_DOUBLE_EQ(orbit[0].x1, sx);
-    EXPECT_DOUBLE_EQ(orbit[0].y2, sy + 19);
-    // The reverse bend's end: -190 x (cos(-0.5) - 1, sin(-0.5)) from the first drift's end.
-    EXPECT_NEAR(orbit[1].x1 - orbit[0].x2, 23.2593, 1e-4);
-    EXPECT_NEAR(orbit[1].y1 - orbit[0].y2, 91.0909, 1e-4);
-    // The second drift heads at -0.5 rad: 19 x (sin 0.5, cos 0.5).
-    EXPECT_NEAR(orbit[1].x2 - orbit[1].x1, 9.1090, 1e-4);
-    EXPECT_NEAR(orbit[1].y2 - orbit[1].y1, 16.6741, 1e-4);
-    EXPECT_NEAR(w.walk.end_heading, -0.5, 1e-12);
-}
-
 TEST(ring_view, magnets_get_an_inner_and_a_strength_scaled_outer_box)
 {
     struct case_ {
@@ -188,38 +168,6 @@ TEST(ring_view, the_beam_point_lies_on_its_element_and_wraps_with_the_ring)
         // The next frame's shift brings the point exactly to the anchor.
         EXPECT_NEAR(camera.ox, c.dx, 1e-9) << c.name;
         EXPECT_NEAR(camera.oy, c.dy, 1e-9) << c.name;
-    }
-}
-
-TEST(ring_view, no_element_means_no_point_and_a_camera_left_alone)
-{
-    set_lattice({});
-    walker w;
-    ring_camera camera = {5, 6, 0.25};
-    walk_ring(&w.walk, &camera, W, H, 12.0, 10, 0, colours);
-    EXPECT_EQ(std::make_tuple(w.walk.marker_found, w.walk.segments.count, camera.ox, camera.oy, camera.angle),
-              std::make_tuple(false, 0u, 5.0, 6.0, 0.25));
-}
-
-TEST(ring_view, the_turn_decays_by_one_percent_a_frame)
-{
-    load_kora();
-    double superperiod = lattice_length();
-    walker w;
-    ring_camera camera = {0, 0, 0};
-    // 60 m round the ring is inside a bend-free stretch or a bend: either way the element,
-    // and so the bending before it, stays the same from frame to frame.
-    for (double position : {60.0, 151.3}) {
-        camera = {0, 0, 0};
-        walk_ring(&w.walk, &camera, W, H, position, 10, superperiod, colours);
-        double previous = w.walk.marker_heading;
-        ASSERT_GT(fabs(previous), 0.1) << "position " << position;
-        for (int frame = 1; frame < 50; frame++) {
-            walk_ring(&w.walk, &camera, W, H, position, 10, superperiod, colours);
-            ASSERT_NEAR(w.walk.marker_heading, 0.99 * previous, 1e-12)
-                << "position " << position << " frame " << frame;
-            previous = w.walk.marker_heading;
-        }
     }
 }
 
