@@ -541,62 +541,6 @@ TEST(events, text_wheel_and_buttons)
     EXPECT_EQ(mouse_buttons, 0x02u | 0x10u | 0x04u) << "held buttons and this frame's wheel";
 }
 
-// Real key presses from the X server, sent with xdotool while the test pumps frames.
-// SDL lets go of every key when its window loses the focus, so this case runs again on
-// an X server of its own, where no other program's window can take the focus.
-TEST(events, keys_from_the_x_server_with_edge_detection)
-{
-    if (system("command -v xdotool > /dev/null 2>&1") != 0) GTEST_SKIP() << "xdotool missing";
-    if (!getenv("GFX_OWN_DISPLAY")) {
-        if (system("command -v xvfb-run > /dev/null 2>&1") != 0) GTEST_SKIP() << "xvfb-run missing";
-        std::string log = "/tmp/gfx_keys_" + std::to_string(getpid()) + ".log";
-        std::string command = "GFX_OWN_DISPLAY=1 timeout -k 5 60 xvfb-run -a -s '-screen 0 1920x1080x24' '" +
-                              std::filesystem::read_symlink("/proc/self/exe").string() +
-                              "' --gtest_filter=events.keys_from_the_x_server_with_edge_detection > " + log + " 2>&1";
-        int status = system(command.c_str());
-        std::vector<unsigned char> output = read_file(log);
-        remove(log.c_str());
-        EXPECT_EQ(status, 0) << std::string(output.begin(), output.end());
-        return;
-    }
-    SDL_SysWMinfo info;
-    SDL_VERSION(&info.version);
-    ASSERT_TRUE(SDL_GetWindowWMInfo(graphics_window(), &info));
-    ASSERT_EQ(info.subsystem, SDL_SYSWM_X11);
-    unsigned long id = (unsigned long)info.info.x11.window;
-    drain();
-    char command[256];
-    snprintf(command, sizeof command,
-             "(xdotool keydown --window %lu z; sleep 0.3; xdotool keyup --window %lu z)"
-             " > /dev/null 2>&1 &", id, id);
-    ASSERT_EQ(system(command), 0);
-    int pressed = 0, held = 0, released = 0;
-    Uint32 start = SDL_GetTicks();
-    while (SDL_GetTicks() - start < 5000 && !released) {
-        pump_events();
-        pressed += key_pressed('Z');
-        held += key_held('Z');
-        released += !key_held('Z') && (key_state_previous['Z'] & 0x80);
-        SDL_Delay(12);
-    }
-    EXPECT_EQ(pressed, 1);
-    EXPECT_GE(held, 5) << "held for about 0.3 s";
-    EXPECT_EQ(released, 1);
-
-    // a tap shorter than a frame is still seen, once
-    drain();
-    snprintf(command, sizeof command, "xdotool key --window %lu x > /dev/null 2>&1", id);
-    ASSERT_EQ(system(command), 0);
-    pressed = 0;
-    start = SDL_GetTicks();
-    while (SDL_GetTicks() - start < 1000) {
-        SDL_Delay(50);   // a slow frame: down and up both happen before the pump
-        pump_events();
-        pressed += key_pressed('X');
-    }
-    EXPECT_EQ(pressed, 1);
-}
-
 // Last: closing the window ends the program's use of it.
 TEST(events, zz_close_and_quit_release_the_context)
 {

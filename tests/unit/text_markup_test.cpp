@@ -184,17 +184,4 @@ TEST_F(TextMeasure, AdvancesAndCommands) {
     EXPECT_FLOAT_EQ(textwidth(nullptr), 45) << "a null text measures as \"NULL?\"";
 }
 
-TEST_F(TextMeasure, ModesAndStyle) {
-    text_monospace = 1;
-    EXPECT_FLOAT_EQ(width_of("iii"), 27) << "monospace: reference advance 9 each";
-    text_monospace = 0;
-    text_shader_program = 7;
-    EXPECT_NEAR(width_of("iii"), 3 * 2.8f, 1e-4) << "with a text shader the advance is not rounded";
-    text_shader_program = 0;
-    setfont(findfont("measure:boldness=0.5"));
-    EXPECT_FLOAT_EQ(width_of("a"), 13) << "boldness widens the advance";
-    setfont(findfont("measure:width=2"));
-    EXPECT_FLOAT_EQ(width_of("a"), 17) << "scaleX 2 with the unscaled line height's spacing";
-}
-
 }  // namespace

@@ -170,27 +170,3 @@ TEST(ring_view, the_beam_point_lies_on_its_element_and_wraps_with_the_ring)
         EXPECT_NEAR(camera.oy, c.dy, 1e-9) << c.name;
     }
 }
-
-TEST(ring_view, the_beam_point_settles_on_the_anchor)
-{
-    load_kora();
-    double superperiod = lattice_length();
-    walker w;
-    ring_camera camera = {0, 0, 0};
-    for (int frame = 0; frame < 1500; frame++)
-        walk_ring(&w.walk, &camera, W, H, 100.0, 10, superperiod, colours);
-    ASSERT_TRUE(w.walk.marker_found);
-    EXPECT_NEAR(w.walk.marker_x, ring_anchor_x(W), 0.01);
-    EXPECT_NEAR(w.walk.marker_y, ring_anchor_y(H), 0.01);
-    EXPECT_EQ(ring_anchor_x(W), 480.5);
-    EXPECT_EQ(ring_anchor_y(H), 360.5);
-    EXPECT_NEAR(w.walk.marker_heading, 0, 1e-5);
-
-    // Moving on along the ring keeps the point near the anchor: the shift is corrected in
-    // full every frame, only the small turn of one frame remains.
-    for (int frame = 0; frame < 200; frame++) {
-        walk_ring(&w.walk, &camera, W, H, 100.0 + 0.01 * frame, 10, superperiod, colours);
-        ASSERT_NEAR(w.walk.marker_x, ring_anchor_x(W), 2.0) << "frame " << frame;
-        ASSERT_NEAR(w.walk.marker_y, ring_anchor_y(H), 2.0) << "frame " << frame;
-    }
-}
