@@ -76,7 +76,7 @@ static std::vector<token> generate_tokens(fuzz_input &in) {
         uint8_t shape = fuzz_u8(in);
         int fields = shape < 200 ? 3 : shape % 4;
         for (int f = 0; f < fields; f++) tokens.push_back({number_text(in), true});
-        if (shape >= 240) tokens.push_back({"?" + name_text(in), false});
+        if (shape >= 240) tokens.push_back({name_text(in).insert(0, 1, '?'), false});
     }
     return tokens;
 }
