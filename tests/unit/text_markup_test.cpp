@@ -32,7 +32,10 @@ bytes b(std::initializer_list<int> values) {
 
 std::string show(const bytes &v) {
     std::string s;
-    for (unsigned char c : v) s += (c >= 32 && c < 127 ? std::string(1, (char)c) : "<" + std::to_string(c) + ">");
+    for (unsigned char c : v) {
+        if (c >= 32 && c < 127) s.push_back((char)c);
+        else s.append("<").append(std::to_string(c)).append(">");
+    }
     return s;
 }
 
