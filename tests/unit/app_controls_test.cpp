@@ -42,24 +42,11 @@ TEST_F(Controls, HeldKeysGiveMagnetSettingsAndPairsCancel)
         std::initializer_list<int> keys;
         double steering, quad, sextupole, octupole, solenoid;
     } cases[] = {
-        {"nothing held", {}, 0, 0, 0, 0, 0},
-        {"2", {'2'}, 1.0 / 30, 0, 0, 0, 0},
-        {"3", {'3'}, -1.0 / 30, 0, 0, 0, 0},
         {"2 and 3 cancel", {'2', '3'}, 0, 0, 0, 0, 0},
-        {"4", {'4'}, 0, 2, 0, 0, 0},
-        {"5", {'5'}, 0, -2, 0, 0, 0},
         {"4 and 5 cancel", {'4', '5'}, 0, 0, 0, 0, 0},
-        {"Left", {VK_LEFT}, 0, 2, 0, 0, 0},
-        {"Right", {VK_RIGHT}, 0, -2, 0, 0, 0},
         {"4 and Left add", {'4', VK_LEFT}, 0, 4, 0, 0, 0},
         {"4 and Right cancel", {'4', VK_RIGHT}, 0, 0, 0, 0, 0},
         {"5 and Right add", {'5', VK_RIGHT}, 0, -4, 0, 0, 0},
-        {"6", {'6'}, 0, 0, 30, 0, 0},
-        {"7", {'7'}, 0, 0, -30, 0, 0},
-        {"8", {'8'}, 0, 0, 0, 900, 0},
-        {"9", {'9'}, 0, 0, 0, -900, 0},
-        {"O", {'O'}, 0, 0, 0, 0, 1},
-        {"0", {'0'}, 0, 0, 0, 0, -1},
         {"O and 0 cancel", {'O', '0'}, 0, 0, 0, 0, 0},
         {"1 does nothing", {'1'}, 0, 0, 0, 0, 0},
         {"everything at once", {'2', '4', VK_LEFT, '6', '8', 'O'}, 1.0 / 30, 4, 30, 900, 1},
@@ -85,11 +72,9 @@ TEST(TouchDrag, HorizontalDragInStepsOfAFifthOfAPercent)
         int expected;
     } cases[] = {
         {"no touch screen", 0, 1, 1, 500, 400, 1920, 0},
-        {"not touching now", 1, 0, 1, 500, 400, 1920, 0},
         {"not touching before", 1, 1, 0, 500, 400, 1920, 0},
         {"left by 100 at W/250 = 7 pixels a unit", 1, 1, 1, 500, 400, 1920, 14},
         {"right by 100", 2, 1, 1, 400, 500, 1920, -14},
-        {"less than a unit", 1, 1, 1, 500, 494, 1920, 0},
         {"exactly a unit", 1, 1, 1, 500, 493, 1920, 1},
         {"narrow screen: a pixel a unit", 1, 1, 1, 50, 40, 200, 10},
     };
