@@ -172,3 +172,12 @@ TEST_F(Controls, TogglesActOncePerPress)
 }
 
 // ---- Heads-up logic -------------------------------------------------------------------------
+
+// The touch "Reset" region lies at the left edge, rows 50 - h to 50 + 2h - 1, although the word
+// is drawn mid-screen.
+TEST(TouchReset, TheHitRegionIsAtTheLeftEdge)
+{
+    const struct { int x, y; bool hit; } cases[] = {
+        {55, 40, true}, {56, 40, false}, {0, 34, true}, {0, 33, false}, {0, 81, true}, {0, 82, false}, {960, 55, false}};
+    for (const auto &c : cases) EXPECT_EQ(touch_reset_hit(c.x, c.y, 40, 16), c.hit) << c.x << ", " << c.y;
+}

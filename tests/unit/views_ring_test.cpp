@@ -170,3 +170,19 @@ TEST(ring_view, the_beam_point_lies_on_its_element_and_wraps_with_the_ring)
         EXPECT_NEAR(camera.oy, c.dy, 1e-9) << c.name;
     }
 }
+
+// The map turns to follow the bunch by 1 % of its heading a frame.
+TEST(ring_view, the_turn_decays_by_one_percent_a_frame)
+{
+    load_kora();
+    walker w;
+    ring_camera camera = {0, 0, 0};
+    walk_ring(&w.walk, &camera, W, H, 151.3, 10, lattice_length(), colours);
+    double previous = w.walk.marker_heading;
+    ASSERT_GT(fabs(previous), 0.1);
+    for (int frame = 1; frame < 10; frame++) {
+        walk_ring(&w.walk, &camera, W, H, 151.3, 10, lattice_length(), colours);
+        ASSERT_NEAR(w.walk.marker_heading, 0.99 * previous, 1e-12) << "frame " << frame;
+        previous = w.walk.marker_heading;
+    }
+}
