@@ -507,6 +507,8 @@ TEST(events, text_wheel_and_buttons)
     push_mouse(SDL_MOUSEWHEEL, -3);
     pump_events();
     EXPECT_EQ(mouse_buttons & 0x0C, 0x08u);
+    pump_events();
+    EXPECT_EQ(mouse_buttons & 0x0C, 0u) << "wheel down lasts one frame too";
 
     // a button held since before the window is ignored until all buttons were up once
     mouse_click_suppressed = 1;
