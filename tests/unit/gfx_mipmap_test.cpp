@@ -94,3 +94,14 @@ TEST(mipmaps, chain_of_a_64_by_16_rgb_image)
     }
     EXPECT_EQ(n, 6);
 }
+
+// One texel wide or high: the block pairs the edge texel with itself.
+TEST(mipmaps, thin_images_follow_the_block_rule)
+{
+    const struct { int w, h, c; } sizes[] = {{1, 4, 1}, {1, 5, 3}, {1, 1, 4}, {6, 1, 2}, {3, 3, 3}};
+    for (const auto &s : sizes) {
+        std::vector<unsigned char> img = random_image(s.w, s.h, s.c, 3 + s.w * 7 + s.h);
+        int ow = s.w / 2 > 1 ? s.w / 2 : 1, oh = s.h / 2 > 1 ? s.h / 2 : 1;
+        expect_same_texels(halve(img, s.w, s.h, s.c), reference_halve(img, s.w, s.h, s.c), ow, oh, s.c, "thin image");
+    }
+}
