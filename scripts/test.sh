@@ -12,7 +12,7 @@ bash scripts/setup.sh
 
 # run_suite <build dir> <labels to leave out>
 run_suite() {
-  xvfb-run -a -s "-screen 0 1920x1080x24" \
+  xvfb-run -a -s "-screen 0 1920x1080x24 -noreset" \
     ctest --test-dir "$1" --output-on-failure -j2 -LE "$2"
 }
 

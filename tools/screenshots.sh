@@ -10,7 +10,7 @@ top=$PWD
 if [ -z "${FENTRA_SCREENSHOTS_X:-}" ]; then
     bash scripts/setup.sh
     [ -x build/fentra/fentra ] || bash scripts/build.sh
-    FENTRA_SCREENSHOTS_X=1 exec xvfb-run -a -s "-screen 0 1920x1080x24" bash "$0" "$@"
+    FENTRA_SCREENSHOTS_X=1 exec xvfb-run -a -s "-screen 0 1920x1080x24 -noreset" bash "$0" "$@"
 fi
 mkdir -p docs/images
 converter=$(command -v magick || command -v convert) || { echo "ImageMagick is needed"; exit 1; }

@@ -5,7 +5,7 @@
 # Usage: bash views.sh <path to the fentra executable>
 # It runs on an X server of its own, so it cannot take keys meant for another program.
 if [ -z "${FENTRA_VIEWS_PRIVATE_X:-}" ]; then
-    FENTRA_VIEWS_PRIVATE_X=1 exec xvfb-run -a -s "-screen 0 1920x1080x24" bash "$0" "$@"
+    FENTRA_VIEWS_PRIVATE_X=1 exec xvfb-run -a -s "-screen 0 1920x1080x24 -noreset" bash "$0" "$@"
 fi
 source "$(dirname "$0")/lib/common.sh"
 command -v xwd > /dev/null || fail "xwd is needed to capture the help page (Debian package x11-apps)"

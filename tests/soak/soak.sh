@@ -19,7 +19,7 @@ cp "$exe" "$work/run/fentra"
 # Its own server, so no other test's window can take the keyboard focus; the bound covers the
 # run, the start and the wait for the exit.
 limit=$(python3 -c "print(int($minutes * 60 + 240))")
-timeout -k 5 "$limit" xvfb-run -a -s "-screen 0 1920x1080x24" \
+timeout -k 5 "$limit" xvfb-run -a -s "-screen 0 1920x1080x24 -noreset" \
     python3 "$here/soak.py" "$work/run" "$minutes" "$seed" "$work"
 status=$?
 
