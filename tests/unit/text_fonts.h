@@ -8,33 +8,16 @@
 
 #include "Morvane/bitmapfonts.h"
 
-struct glyph_shape {
-    int width, height;
-    unsigned char colour;   // every pixel of the glyph
-};
+struct glyph_shape { int width, height; unsigned char colour; };   // colour: every pixel's
 
 // A block of records: glyphs[i] is the record for code i.
 inline std::vector<unsigned char> font_block(const std::vector<glyph_shape> &glyphs) {
     std::vector<unsigned char> bytes;
     for (const glyph_shape &g : glyphs) {
-        bytes.push_back((unsigned char)g.width);
-        bytes.push_back((unsigned char)g.height);
+        bytes.insert(bytes.end(), {(unsigned char)g.width, (unsigned char)g.height});
         bytes.insert(bytes.end(), (size_t)g.width * g.height, g.colour);
     }
     return bytes;
-}
-
-// 256 records: codes below 32 and from 127 one 1 x 1 placeholder, the space a 2 x 1 blank,
-// printable codes `width` x `height` (with 'i' narrower, 2 wide, to tell glyphs apart).
-inline std::vector<unsigned char> ascii_block(int width, int height) {
-    std::vector<glyph_shape> glyphs;
-    for (int c = 0; c < 256; c++) {
-        if (c < 32 || c >= 127) glyphs.push_back({1, 1, 0});
-        else if (c == ' ') glyphs.push_back({2, 1, 255});
-        else if (c == 'i') glyphs.push_back({2, height, 15});
-        else glyphs.push_back({width, height, 15});
-    }
-    return font_block(glyphs);
 }
 
 // Registers a font built from bytes with no texture, as a loaded font is (its own base,
@@ -50,10 +33,7 @@ inline BitmapFont *register_test_font(const char *name, const std::vector<unsign
 
 // Empties the registry and forgets the current font (records are freed; none has a texture).
 inline void reset_test_fonts() {
-    for (int i = 0; i < font_registry.count; i++) {
-        free(font_registry.fonts[i]->name);
-        free(font_registry.fonts[i]);
-    }
+    for (int i = 0; i < font_registry.count; i++) free(font_registry.fonts[i]->name), free(font_registry.fonts[i]);
     free(font_registry.fonts);
     font_registry = fontregistry{nullptr, 0, 0};
     current_font = nullptr;
