@@ -40,6 +40,18 @@ void fresh(const std::vector<particle> &ps = {})
     if (!ps.empty()) sim.particle_count = (int)ps.size();
 }
 
+// The fields, step, bend (radius rho of element 3, 0 for none) and scraper of the next step.
+void set_step(const magnet_settings &m, double ds, double rho, bool scraper, double edge)
+{
+    magnets = m;
+    sim.step_length = ds;
+    element_bend_radius[3] = rho;
+    sim.component_index = 3;
+    sim.bend_active = rho != 0;
+    sim.scraper_on = scraper;
+    sim.scraper_x = edge;
+}
+
 std::tuple<double, double, double, double, double> particle_at(int i)
 {
     return {beam_x[i], beam_y[i], beam_xp[i], beam_yp[i], beam_momentum[i]};
@@ -72,7 +84,7 @@ TEST(tracking, aperture_and_scraper_edges)
     const row rows[] = {{0.07, false, false}, {0.0700001, false, true}, {0.03, true, false}, {0.0300001, true, true}};
     for (const row &r : rows) {
         fresh({{r.x, 0, 0, 0, 1.0}});
-        sim.scraper_on = r.scraper;
+        set_step({0, 0, 0, 0, 0}, 0.01, 0, r.scraper, 0.03);
         track_step();
         EXPECT_EQ(sim.particle_count, r.lost ? 0 : 1) << r.x << " scraper " << r.scraper;
     }
@@ -126,13 +138,7 @@ TEST(tracking, matches_the_particle_at_a_time_step_bit_for_bit)
         double ds = 0.05 * (u(gen) + 1.5), rho = trial % 2 ? 7.0028 : 0, edge = 0.02 + 0.03 * (u(gen) + 1) / 2;
         bool scraper = trial % 5 < 2;
         fresh(ps);
-        magnets = m;
-        sim.step_length = ds;
-        element_bend_radius[3] = rho;
-        sim.component_index = 3;
-        sim.bend_active = rho != 0;
-        sim.scraper_on = scraper;
-        sim.scraper_x = edge;
+        set_step(m, ds, rho, scraper, edge);
         sim.highlight = true;
         track_sums s = track_step();
         reference_result want = reference_step(ps, m, ds, rho, scraper, edge);
@@ -153,13 +159,7 @@ TEST(tracking, golden_run_is_the_same_on_every_processor)
 {
     fresh();
     make_beam(beam_game);
-    magnets = {0.002, 0.5, 5, 50, 0.2};
-    element_bend_radius[0] = 7.0028;
-    sim.component_index = 0;
-    sim.bend_active = true;
-    sim.scraper_on = true;
-    sim.scraper_x = 0.035;
-    sim.step_length = 0.02;
+    set_step({0.002, 0.5, 5, 50, 0.2}, 0.02, 7.0028, true, 0.035);
     uint64_t hash = 1469598103934665603u;
     auto mix = [&hash](double v) { uint64_t b; memcpy(&b, &v, 8); hash = (hash ^ b) * 1099511628211u; };
     for (int step = 0; step < 300; step++) {

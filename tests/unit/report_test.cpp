@@ -9,7 +9,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <tuple>
 #include <unistd.h>
@@ -26,32 +28,14 @@ int recording_handler(report_record *r)
     return 1;
 }
 
-// Redirects standard output into a temporary file until text() is called.
-struct stdout_capture {
-    FILE *file = tmpfile();
-    int saved;
-    stdout_capture() { fflush(stdout), saved = dup(1), dup2(fileno(file), 1); }
-    std::string text()
-    {
-        fflush(stdout), dup2(saved, 1), close(saved), rewind(file);
-        std::string out;
-        for (int c; (c = fgetc(file)) != EOF;) out += (char)c;
-        fclose(file);
-        return out;
-    }
-};
 
 std::vector<std::string> boxes;
 void recording_box(const char *caption, const char *text) { boxes.push_back(std::string(caption) + "|" + text); }
 
-int lines_in(const char *path)
+long lines_in(const char *path)
 {
-    int n = 0;
-    if (FILE *f = fopen(path, "r")) {
-        for (int c; (c = fgetc(f)) != EOF;) n += c == '\n';
-        fclose(f);
-    }
-    return n;
+    std::ifstream in(path);
+    return std::count(std::istreambuf_iterator<char>(in), {}, '\n');
 }
 
 } // namespace
@@ -84,7 +68,7 @@ TEST(report_output, progress_warnings_boxes_and_questions)
     report_handler = report_output;
     windowed = 0, warnings_log_enabled = 1, console_mode = 0;
     const std::pair<double, double> progress[] = {{0, 10}, {3, 0}, {0, 0}, {2.5, 4}, {-2, 0}};
-    stdout_capture out;
+    testing::internal::CaptureStdout();
     for (const auto &[value, total] : progress) {
         report_inner("fentra", 1, REPORT_MESSAGE, "Tracking", 0);
         progress_set2(value, total);
@@ -92,6 +76,7 @@ TEST(report_output, progress_warnings_boxes_and_questions)
     report_inner("fentra", 1, REPORT_WARNING, "Beam lost", 0);
     windowed = 1;
     report_message_box = recording_box;
+    boxes.clear();
     report_inner("fentra", 1, REPORT_WARNING, "boxed", 0);
     console_mode = 1;
     report_inner("fentra", 2, REPORT_WARNING, "on console", 0);
@@ -105,11 +90,12 @@ TEST(report_output, progress_warnings_boxes_and_questions)
         ASSERT_NE(freopen("answer.txt", "r", stdin), nullptr);
         EXPECT_EQ(report_inner("fentra", 1, REPORT_QUESTION, "Keep?", 0), answer) << input;
     }
-    EXPECT_EQ(out.text(), "Tracking\nTracking [0/10]\nTracking\nTracking [3]\nTracking\nTracking\nTracking\n"
-                          "Tracking [2.5/4]\nTracking\nTracking\n\n[WARNING] on console\nPress any key to continue "
-                          "program\nKeep? (Y/N) Keep? (Y/N) Keep? (Y/N) Keep? (Y/N) Keep? (Y/N) ");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Tracking\nTracking [0/10]\nTracking\nTracking [3]\nTracking\nTracking\nTracking\nTracking [2.5/4]\n"
+              "Tracking\nTracking\n\n[WARNING] on console\nPress any key to continue program\n"
+              "Keep? (Y/N) Keep? (Y/N) Keep? (Y/N) Keep? (Y/N) Keep? (Y/N) ");
     EXPECT_EQ(boxes, std::vector<std::string>{"Errr|boxed"});
-    EXPECT_EQ(std::make_tuple(lines_in("warnings.log"), lines_in("graphics_error.log")), std::make_tuple(3, 1));
+    EXPECT_EQ(std::make_tuple(lines_in("warnings.log"), lines_in("graphics_error.log")), std::make_tuple(3L, 1L));
     EXPECT_NE(freopen("/dev/null", "r", stdin), nullptr);
     report_message_box = nullptr;
     std::filesystem::current_path(previous);
@@ -147,10 +133,11 @@ TEST(report_console, colour_attributes_map_to_ansi_sequences)
         console_colour_sequence(attribute, out, sizeof out);
         EXPECT_STREQ(out, sequence) << "attribute " << attribute;
     }
-    stdout_capture out;
+    testing::internal::CaptureStdout();
     console_goto(5, 3);
     console_clear_line();
-    EXPECT_EQ(out.text(), "\x1b[3;5H\x1b[K");
+    fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\x1b[3;5H\x1b[K");
 }
 
 TEST(report_calendar, dates_weekdays_and_pictures)

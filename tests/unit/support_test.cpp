@@ -9,16 +9,15 @@
 
 #include <cmath>
 #include <cstdio>
-#include <ctime>
+#include <chrono>
+#include <fstream>
 #include <string>
 
 namespace {
 
 double monotonic_seconds()
 {
-    timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return ts.tv_sec + ts.tv_nsec * 1e-9;
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 std::string hex(int colour)
@@ -88,9 +87,8 @@ TEST(palette, table_entries_nearest_index_and_the_file)
         int c = i == 200 ? 0xFF0001 : palettecolour(i);
         want += std::to_string(c >> 16) + " " + std::to_string((c >> 8) & 255) + " " + std::to_string(c & 255) + "\n";
     }
-    FILE *f = fopen(path.c_str(), "rb");
-    text.resize(fread(text.data(), 1, text.size(), f));
-    fclose(f);
+    std::ifstream in(path, std::ios::binary);
+    text.resize(in.read(text.data(), text.size()).gcount());
     remove(path.c_str());
     EXPECT_EQ(text, want);
 }
