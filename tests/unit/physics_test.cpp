@@ -1,7 +1,7 @@
 // The physics without a display: magnets from keys and the view geometry, the tracking step
-// (kicks, losses, the particle-at-a-time description bit for bit, a golden run that must come
-// out the same on every processor), beams and their random draws, collective effects and
-// figures of merit, and the lattice file.
+// (the particle-at-a-time description bit for bit, a golden run that must come out the same on
+// every processor), beams and their random draws, collective effects and figures of merit,
+// and the lattice file.
 #include "fentra/physics/beam.h"
 #include "fentra/physics/collective.h"
 #include "fentra/physics/lattice.h"
@@ -9,8 +9,6 @@
 #include "fentra/physics/tracking.h"
 
 #include "Morvane/random.h"
-#include "Morvane/report.h"
-#include "carried_data.h"
 
 #include <gtest/gtest.h>
 
@@ -21,6 +19,7 @@
 #include <random>
 #include <string>
 #include <tuple>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -29,20 +28,28 @@ struct particle {
     double x, y, xp, yp, p;
 };
 
-void fresh()
+void fresh(const std::vector<particle> &ps = {})
 {
     allocate_particles();
     reset_simulation_state();
     random15_restart();
     magnets = magnet_settings{0, 0, 0, 0, 0};
-}
-
-void load(const std::vector<particle> &ps)
-{
     for (size_t i = 0; i < ps.size(); i++)
         beam_x[i] = ps[i].x, beam_y[i] = ps[i].y, beam_xp[i] = ps[i].xp, beam_yp[i] = ps[i].yp,
         beam_momentum[i] = ps[i].p;
-    sim.particle_count = (int)ps.size();
+    if (!ps.empty()) sim.particle_count = (int)ps.size();
+}
+
+// The fields, step, bend (radius rho of element 3, 0 for none) and scraper of the next step.
+void set_step(const magnet_settings &m, double ds, double rho, bool scraper, double edge)
+{
+    magnets = m;
+    sim.step_length = ds;
+    element_bend_radius[3] = rho;
+    sim.component_index = 3;
+    sim.bend_active = rho != 0;
+    sim.scraper_on = scraper;
+    sim.scraper_x = edge;
 }
 
 std::tuple<double, double, double, double, double> particle_at(int i)
@@ -59,10 +66,8 @@ TEST(state, magnets_from_keys_and_view_geometry)
     magnet_settings m = magnets_from_keys(held);
     EXPECT_EQ(std::make_tuple(m.steering, m.quad_strength, m.sextupole, m.octupole, m.solenoid),
               std::make_tuple(1.0 / 30, 4.0, 30.0, 900.0, 1.0));
-
     struct row { int W, H; bool graphs; double ppm; int cx, cy; };
-    const row rows[] = {{1920, 1080, false, 7200.0, 960, 540}, {1920, 1080, true, 4800.0, 960, 388},
-                        {1281, 1023, true, 4546.666666666667, 640, 368}};
+    const row rows[] = {{1920, 1080, false, 7200.0, 960, 540}, {1281, 1023, true, 4546.666666666667, 640, 368}};
     for (const row &r : rows) {
         view_geometry v = compute_view_geometry(r.W, r.H, r.graphs);
         EXPECT_EQ(std::make_tuple(v.zoom, v.centre_x, v.centre_y), std::make_tuple(r.graphs ? 1.5 : 1.0, r.cx, r.cy));
@@ -72,74 +77,22 @@ TEST(state, magnets_from_keys_and_view_geometry)
 
 // ---- Tracking ------------------------------------------------------------------------------
 
-// Kick per metre on a particle at x = 0.02, y = 0.01, p = 1, from the multipole expansions:
-// positive K focuses x, positive steering pushes x' negative, the bend focuses x only, and the
-// solenoid couples y' to the new x'.
-TEST(tracking, every_field_kicks_with_its_sign_and_size)
+// A particle exactly on the 0.07 m pipe or the scraper edge survives; a hair beyond is lost.
+TEST(tracking, aperture_and_scraper_edges)
 {
-    struct row { const char *field; magnet_settings m; double rho, kick_x, kick_y; };
-    const row rows[] = {
-        {"quadrupole", {0, 2, 0, 0, 0}, 0, -0.04, 0.02},
-        {"steering", {1.0 / 30, 0, 0, 0, 0}, 0, -1.0 / 30, 0},
-        {"sextupole", {0, 0, 30, 0, 0}, 0, -30 * 0.0003, 30 * 2 * 0.0002},
-        {"octupole", {0, 0, 0, 900, 0}, 0, -900 * 2e-6, 900 * 1.1e-5},
-        {"bend and quadrupole", {0, 2, 0, 0, 0}, 2.0, -0.045, 0.02},
-    };
-    const double ds = 0.001;
+    struct row { double x; bool scraper, lost; };
+    const row rows[] = {{0.07, false, false}, {0.0700001, false, true}, {0.03, true, false}, {0.0300001, true, true}};
     for (const row &r : rows) {
-        fresh();
-        load({{0.02, 0.01, 0, 0, 0.5}});
-        magnets = r.m;
-        sim.step_length = ds;
-        element_bend_radius[0] = r.rho;
-        sim.component_index = 0;
-        sim.bend_active = r.rho != 0;
+        fresh({{r.x, 0, 0, 0, 1.0}});
+        set_step({0, 0, 0, 0, 0}, 0.01, 0, r.scraper, 0.03);
         track_step();
-        EXPECT_NEAR(beam_xp[0], 2 * r.kick_x * ds, 1e-15) << r.field << " (p = 0.5 doubles it)";
-        EXPECT_NEAR(beam_yp[0], 2 * r.kick_y * ds, 1e-15) << r.field;
-        EXPECT_NEAR(beam_x[0], 0.02 + beam_xp[0] * ds, 1e-17) << r.field;
+        EXPECT_EQ(sim.particle_count, r.lost ? 0 : 1) << r.x << " scraper " << r.scraper;
     }
-    fresh();
-    load({{0, 0, 0.001, 0.002, 1.0}});
-    magnets.solenoid = 1;
-    sim.step_length = 0.1;
-    track_step();
-    EXPECT_NEAR(beam_xp[0], 0.0012, 1e-15);
-    EXPECT_NEAR(beam_yp[0], 0.00188, 1e-15) << "y' follows the new x'";
-}
-
-TEST(tracking, aperture_and_scraper_edges_and_the_compaction_of_losses)
-{
-    struct row { double x, y; bool scraper; double edge; bool lost; };
-    const row rows[] = {
-        {0.07, 0, false, 0, false},  {0.0700001, 0, false, 0, true}, {0, -0.0700001, false, 0, true},
-        {0.05, 0.05, false, 0, true}, {0.03, 0, true, 0.03, false},  {0.0300001, 0, true, 0.03, true},
-        {-0.06, 0, true, 0.03, false}, {0.05, 0, false, 0.03, false},
-    };
-    for (const row &r : rows) {
-        fresh();
-        load({{r.x, r.y, 0, 0, 1.0}});
-        sim.scraper_on = r.scraper;
-        sim.scraper_x = r.edge;
-        track_step();
-        EXPECT_EQ(sim.particle_count, r.lost ? 0 : 1) << r.x << ", " << r.y << " scraper " << r.scraper;
-    }
-    // 0.08 is lost: the last particle moves into its slot and the one before counts again.
-    fresh();
-    load({{0.01, 0.001, 0, 0, 1.00}, {0.08, 0, 0, 0, 1.01}, {0.02, 0.002, 0, 0, 1.02}, {0.04, 0.004, 0, 0, 1.04}});
-    sim.highlight = true;
-    track_sums s = track_step();
-    EXPECT_EQ(std::make_tuple(sim.particle_count, beam_x[1], beam_momentum[1], sim.highlight),
-              std::make_tuple(3, 0.04, 1.04, true));
-    EXPECT_NEAR(s.sx, 0.0001 * 2 + 0.0016 + 0.0004, 1e-18);
-    EXPECT_NEAR(s.sy, (0.0001 * 2 + 0.0016 + 0.0004) / 100, 1e-20);
-    load({{0.08, 0, 0, 0, 1}, {0.01, 0, 0, 0, 1}});
-    track_step();
-    EXPECT_FALSE(sim.highlight) << "losing particle 0 ends the highlight";
 }
 
 // The step as described, one particle at a time: step particle i, test it, and on a loss move
-// the last (not yet stepped) particle into slot i and go on with it.
+// the last (not yet stepped) particle into slot i and go on with it; a loss counts the particle
+// before the slot into the sums once more, and losing particle 0 ends the highlight.
 struct reference_result { std::vector<particle> ps; double sx, sy; bool highlight; };
 
 reference_result reference_step(std::vector<particle> ps, const magnet_settings &m, double ds, double rho,
@@ -184,15 +137,8 @@ TEST(tracking, matches_the_particle_at_a_time_step_bit_for_bit)
         magnet_settings m = {u(gen) / 30, 4 * u(gen), 30 * u(gen), 900 * u(gen), (double)(trial % 3 - 1)};
         double ds = 0.05 * (u(gen) + 1.5), rho = trial % 2 ? 7.0028 : 0, edge = 0.02 + 0.03 * (u(gen) + 1) / 2;
         bool scraper = trial % 5 < 2;
-        fresh();
-        load(ps);
-        magnets = m;
-        sim.step_length = ds;
-        element_bend_radius[3] = rho;
-        sim.component_index = 3;
-        sim.bend_active = rho != 0;
-        sim.scraper_on = scraper;
-        sim.scraper_x = edge;
+        fresh(ps);
+        set_step(m, ds, rho, scraper, edge);
         sim.highlight = true;
         track_sums s = track_step();
         reference_result want = reference_step(ps, m, ds, rho, scraper, edge);
@@ -213,13 +159,7 @@ TEST(tracking, golden_run_is_the_same_on_every_processor)
 {
     fresh();
     make_beam(beam_game);
-    magnets = {0.002, 0.5, 5, 50, 0.2};
-    element_bend_radius[0] = 7.0028;
-    sim.component_index = 0;
-    sim.bend_active = true;
-    sim.scraper_on = true;
-    sim.scraper_x = 0.035;
-    sim.step_length = 0.02;
+    set_step({0.002, 0.5, 5, 50, 0.2}, 0.02, 7.0028, true, 0.035);
     uint64_t hash = 1469598103934665603u;
     auto mix = [&hash](double v) { uint64_t b; memcpy(&b, &v, 8); hash = (hash ^ b) * 1099511628211u; };
     for (int step = 0; step < 300; step++) {
@@ -235,114 +175,51 @@ TEST(tracking, golden_run_is_the_same_on_every_processor)
 TEST(tracking, step_length_follows_the_frame_time_and_stops_just_past_the_element)
 {
     struct row { double elapsed, speed, distance; bool shift; double ds; };
-    const row rows[] = {
-        {0.05, 4.0, 1e20, false, 0.2},       {1.0, 100.0, 0.5, false, 0.500001},
-        {0.012, 1.0, 0.5, false, 0.012},     {0.02, 2.0, 1e20, true, 0.008},
-        {1.0, 100.0, 0.5, true, 0.1000002},
-    };
+    const row rows[] = {{0.05, 4.0, 1e20, false, 0.2}, {1.0, 100.0, 0.5, false, 0.500001},
+                        {0.02, 2.0, 1e20, true, 0.008}, {1.0, 100.0, 0.5, true, 0.1000002}};
     for (const row &r : rows)
         EXPECT_NEAR(next_step_length(r.elapsed, r.speed, r.distance, r.shift), r.ds, 1e-15) << r.elapsed << " s";
 }
 
 // ---- Beams ---------------------------------------------------------------------------------
 
-// The program's generator written out again: state x 214013 + 2531011, bits 16..30.
-struct lcg {
-    uint32_t state = 1;
-    double next() { state = state * 214013u + 2531011u; return (double)((state >> 16) & 0x7FFF); }
-    double r() { double r1 = next(); return r1 / 32768 + next(); }
-    double S() { return r() / 16384 - 1; }
-    double U() { return r() / 32768; }
-};
-
-TEST(beam, kind_follows_the_keys_then_the_lattice)
-{
-    struct row { beam_keys pressed; bool kora, made_for_kora; int count, kind; };
-    const row rows[] = {
-        {{}, false, false, 10000, beam_none},
-        {{}, false, false, 0, beam_game},
-        {{false, false, false, true, true}, false, false, 10000, beam_gaussian},
-        {{false, true, true, false, false}, false, false, 10000, beam_kv},
-        {{true, true, true, true, true}, false, false, 0, beam_parallel},
-        {{false, false, true, false, false}, true, false, 10000, beam_kv},
-        {{}, true, true, 10000, beam_none},
-        {{}, true, true, 0, beam_game},
-    };
-    for (const row &r : rows) {
-        sim.kora_lattice = r.kora, sim.beam_made_for_kora = r.made_for_kora, sim.particle_count = r.count;
-        EXPECT_EQ(chosen_beam_kind(r.pressed), r.kind) << &r - rows;
-    }
-}
-
 // Each kind fills its shape in the unit 4-D space of its scale: the parallel beam a disc
 // without angles, K-V the 4-sphere, waterbag the 4-ball (rms a sixth of the scale squared),
-// Gaussian a quarter of the scale, not cut.
+// Gaussian a quarter of the scale, not cut. Squared radii lie in [least_from, least_to] and
+// [most_from, most_to].
 TEST(beam, every_kind_has_its_shape_and_scale)
 {
-    struct scale { double x, y, xp, yp; };
-    const scale cell = {0.04, 0.04, 1.0 / 75, 1.0 / 75};
-    const scale kora = {0.0323835344, 0.02434880285, -0.002313357742, 0.004573547238};
-    struct row { int kind; bool kora; double least_below, most_below, most_above, rms_x; };
-    const row rows[] = {
-        {beam_parallel, false, 0.01, 1 + 1e-12, 0.99, 0},
-        {beam_kv, false, 2, 1 + 1e-6, 1 - 1e-6, 0.5},
-        {beam_kv, true, 2, 1 + 1e-6, 1 - 1e-6, 0.5},
-        {beam_waterbag, false, 0.05, 1 + 1e-7, 0.9, sqrt(1.0 / 6)},
-        {beam_gaussian, false, 0.05, 100, 1.0, 0.25},
-    };
+    const double cell[4] = {0.04, 0.04, 1.0 / 75, 1.0 / 75};
+    const double kora[4] = {0.0323835344, 0.02434880285, -0.002313357742, 0.004573547238};
+    struct row { int kind; bool kora; double least_from, least_to, most_from, most_to, rms; };
+    const row rows[] = {{beam_parallel, false, 0, 0.01, 0.99, 1 + 1e-12, 0},
+                        {beam_kv, false, 1 - 1e-6, 1 + 1e-6, 1 - 1e-6, 1 + 1e-6, 0.5},
+                        {beam_kv, true, 1 - 1e-6, 1 + 1e-6, 1 - 1e-6, 1 + 1e-6, 0.5},
+                        {beam_waterbag, false, 0, 0.05, 0.9, 1 + 1e-7, sqrt(1.0 / 6)},
+                        {beam_gaussian, false, 0, 0.05, 1.0, 100, 0.25}};
     for (const row &r : rows) {
         fresh();
         sim.kora_lattice = r.kora;
         make_beam(r.kind);
-        ASSERT_EQ(sim.particle_count, 10000);
-        const scale &s = r.kora ? kora : cell;
-        double least = 10, most = 0, sum_x2 = 0, sum_y2 = 0;
-        for (int i = 0; i < 10000; i++) {
-            double a = beam_x[i] / s.x, b = beam_y[i] / s.y, c = beam_xp[i] / s.xp, d = beam_yp[i] / s.yp;
+        const double *s = r.kora ? kora : cell;
+        double least = 10, most = 0, sum_x2 = 0, sum_y2 = 0, angles = 0;
+        for (int i = 0; i < sim.particle_count; i++) {
+            double a = beam_x[i] / s[0], b = beam_y[i] / s[1], c = beam_xp[i] / s[2], d = beam_yp[i] / s[3];
             double q = a * a + b * b + c * c + d * d;
-            least = fmin(least, q), most = fmax(most, q);
-            sum_x2 += a * a, sum_y2 += b * b;
-            if (r.kind == beam_parallel) {
-                ASSERT_EQ(beam_xp[i] + beam_yp[i], 0.0);
-            }
+            least = fmin(least, q), most = fmax(most, q), sum_x2 += a * a, sum_y2 += b * b, angles += c * c + d * d;
         }
-        SCOPED_TRACE(testing::Message() << "kind " << r.kind << (r.kora ? " KORA" : ""));
-        if (r.kind != beam_kv) {
-            EXPECT_LT(least, r.least_below);
-        } else {
-            EXPECT_GT(least, 1 - 1e-6);
-        }
-        EXPECT_LT(most, r.most_below);
-        EXPECT_GT(most, r.most_above);
-        if (r.rms_x) {
-            EXPECT_NEAR(sqrt(sum_x2 / 10000), r.rms_x, 0.02);
-            EXPECT_NEAR(sqrt(sum_y2 / 10000), r.rms_x, 0.02);
-        }
+        EXPECT_TRUE(sim.particle_count == 10000 && least >= r.least_from && least <= r.least_to &&
+                    most >= r.most_from && most <= r.most_to)
+            << "kind " << r.kind << " KORA " << r.kora << ": " << least << " to " << most;
+        if (r.rms)
+            EXPECT_TRUE(fabs(sqrt(sum_x2 / 10000) - r.rms) < 0.02 && fabs(sqrt(sum_y2 / 10000) - r.rms) < 0.02)
+                << "rms of kind " << r.kind << ": " << sqrt(sum_x2 / 10000) << ", " << sqrt(sum_y2 / 10000);
+        else EXPECT_EQ(angles, 0.0) << "a parallel beam";
     }
 }
 
-// After a restart: the first point with its rejection loop, two draws for the momentum, the
-// next point; the parallel beam draws pairs until inside the disc, then the momentum.
-TEST(beam, draws_follow_their_order)
-{
-    fresh();
-    beam_outcome o = create_beam_if_asked(beam_keys{});
-    ASSERT_EQ(std::make_tuple(o.kind, o.restart_frame), std::make_tuple((int)beam_game, false));
-    EXPECT_EQ(particle_at(0), std::make_tuple(-0.012213107571005822, 0.007118321675807238, 0.000142887440820535,
-                                              0.0002173733003437519, 1.0));
-    EXPECT_EQ(particle_at(1), std::make_tuple(0.010766775626689196, 0.03026056913658977,
-                                              -0.00026405762260158855, 0.0003022410459816456, 1.0));
-    fresh();
-    lcg g;
-    sim.momentum_spread = 0.15;
-    double x, y;
-    do x = g.S(), y = g.S();
-    while (x * x + y * y > 1);
-    double p = g.S() * 0.15 + 1.0;
-    make_beam(beam_parallel);
-    EXPECT_EQ(std::make_tuple(beam_x[0], beam_y[0], beam_momentum[0]), std::make_tuple(x * 0.04, y * 0.04, p));
-}
-
+// A new beam resets the peak and the sparks; the spread toggles between 0 and 0.15 and redraws
+// the momenta from the last particle down.
 TEST(beam, new_beam_resets_the_peak_and_sparks_and_spread_redraws_from_the_last_down)
 {
     fresh();
@@ -355,12 +232,10 @@ TEST(beam, new_beam_resets_the_peak_and_sparks_and_spread_redraws_from_the_last_
     EXPECT_EQ(std::make_tuple(o.restart_frame, sim.ring_position, sim.peak_luminosity, sim.spark_list.count),
               std::make_tuple(true, 1e-6, 1e-6, 0u));
 
-    fresh();
-    make_beam(beam_waterbag);
     sim.particle_count = 3;
     random15_restart();
-    lcg g;
-    double p2 = g.S() * 0.15 + 1.0, p1 = g.S() * 0.15 + 1.0, p0 = g.S() * 0.15 + 1.0;
+    double p2 = random_signed() * 0.15 + 1.0, p1 = random_signed() * 0.15 + 1.0, p0 = random_signed() * 0.15 + 1.0;
+    random15_restart();
     toggle_momentum_spread();
     EXPECT_EQ(std::make_tuple(sim.momentum_spread, beam_momentum[0], beam_momentum[1], beam_momentum[2]),
               std::make_tuple(0.15, p0, p1, p2));
@@ -368,21 +243,13 @@ TEST(beam, new_beam_resets_the_peak_and_sparks_and_spread_redraws_from_the_last_
     EXPECT_EQ(std::make_tuple(sim.momentum_spread, beam_momentum[0]), std::make_tuple(0.0, 1.0));
 }
 
-TEST(beam, fodo_matched_beam_and_the_highlight_swap)
+// The highlight swaps a random particle's coordinates, not its momentum, into slot 0.
+TEST(beam, the_highlight_swaps_a_random_particle_into_slot_0)
 {
     fresh();
-    sim.kora_lattice = true;
-    sim.peak_luminosity = 3e33;
-    make_fodo_matched_beam();
-    EXPECT_EQ(std::make_tuple(sim.particle_count, sim.kora_lattice, sim.peak_luminosity), std::make_tuple(10000, false, 3e33));
-    const double fodo[4] = {0.05720499999999999, 0.03579625, 0.010925618390000875, 0.017459929461884974};
-    for (int i = 0; i < 10000; i++) {
-        double a = beam_x[i] / fodo[0], b = beam_y[i] / fodo[1], c = beam_xp[i] / fodo[2], d = beam_yp[i] / fodo[3];
-        ASSERT_NEAR(a * a + b * b + c * c + d * d, 1.0, 1e-6) << "particle " << i;
-    }
     for (int i = 0; i < 10000; i++)
         beam_x[i] = i, beam_y[i] = -i, beam_xp[i] = 2.0 * i, beam_yp[i] = 3.0 * i, beam_momentum[i] = 1 + i * 1e-5;
-    random15_restart();
+    sim.particle_count = 10000;
     toggle_highlight();
     const int j = 5635;   // floor(10000 x the first uniform draw)
     EXPECT_EQ(particle_at(0), std::make_tuple((double)j, (double)-j, 2.0 * j, 3.0 * j, 1.0)) << "momenta stay";
@@ -395,8 +262,7 @@ TEST(beam, fodo_matched_beam_and_the_highlight_swap)
 // field kicks every edge particle outwards by ds x 0.0005 / (a + b) / p.
 TEST(collective, space_charge_pushes_outwards)
 {
-    fresh();
-    load({{0.01, 0, 0, 0, 1}, {-0.01, 0, 0, 0, 1}, {0, 0.02, 0, 0, 1}, {0, -0.02, 0, 0, 1}, {0.005, 0, 0, 0, 2}});
+    fresh({{0.01, 0, 0, 0, 1}, {-0.01, 0, 0, 0, 1}, {0, 0.02, 0, 0, 1}, {0, -0.02, 0, 0, 1}, {0.005, 0, 0, 0, 2}});
     sim.step_length = 0.1;
     space_charge_kick();
     const double edge = 0.1 * 0.0005 / 0.03;
@@ -409,9 +275,8 @@ TEST(collective, space_charge_pushes_outwards)
 
 TEST(collective, luminosity_its_reading_and_the_texts)
 {
-    EXPECT_NEAR(luminosity(10000, 5.0, 5.0), 6e30, 1e-12 * 6e30);
     EXPECT_NEAR(luminosity(10000, 1.0, 4.0), 1.5e31, 1e-12 * 1.5e31);
-    EXPECT_NEAR(luminosity(10000, 0.0, 0.0), 3e43, 1e-12 * 3e43) << "mean squares floored at 1e-16";
+    EXPECT_NEAR(luminosity(5000, 0.0, 0.0), 1.5e43, 1e-12 * 1.5e43) << "mean squares floored at 1e-16";
     struct row { double L; int exponent; unsigned colour; const char *text; };
     const row rows[] = {
         {9.9e30, 30, 0x808000, "Luminosity: 9.9 x 10^{30}"}, {1e31, 31, 0xC0C000, "Luminosity: 1.0 x 10^{31}"},
@@ -429,23 +294,27 @@ TEST(collective, luminosity_its_reading_and_the_texts)
     EXPECT_STREQ(text, "Peak: 1.0 x 10^{-6}");
     beam_loss_text(text, sizeof text, 9999);
     EXPECT_STREQ(text, "BEAM LOSS: 0.01%");
-    beam_loss_text(text, sizeof text, 0);
-    EXPECT_STREQ(text, "BEAM LOSS: 100.00%");
 
     fresh();
-    const double sequence[] = {3e30, 1e30, NAN, 6e31}, peak_after[] = {3e30, 3e30, 3e30, 6e31};
-    for (int k = 0; k < 4; k++) {
-        update_peak_luminosity(sequence[k]);
-        EXPECT_EQ(sim.peak_luminosity, peak_after[k]) << "peak only rises, value " << k;
-    }
+    for (double L : {3e30, 1e30, (double)NAN}) update_peak_luminosity(L);
+    EXPECT_EQ(sim.peak_luminosity, 3e30) << "the peak only rises";
 }
 
-TEST(collective, luminosity_bar_and_scraper_chord)
+// The bar's edges and peak mark, the scraper's steps of 0.5 mm inside [0, 0.07] and the chord
+// it draws across the pipe.
+TEST(collective, luminosity_bar_and_the_scraper)
 {
     luminosity_bar b = luminosity_bar_geometry(1000, 800, 1.875e33, 3e33);
     const double got[] = {b.left, b.right, b.peak_right, b.bottom, b.top, b.peak_top};
     const double want[] = {940, 990, 989, 800, 400, 161};
     for (int k = 0; k < 6; k++) EXPECT_NEAR(got[k], want[k], 1e-9) << "bar edge " << k;
+    const double from[] = {0.03, 0.0002, 0.0698}, left[] = {0.0295, 0, 0.0693}, right[] = {0.0305, 0.0007, 0.07};
+    for (int k = 0; k < 6; k++) {
+        sim.scraper_x = from[k / 2];
+        move_scraper(k % 2 == 0, k % 2 == 1);
+        EXPECT_NEAR(sim.scraper_x, k % 2 ? right[k / 2] : left[k / 2], 1e-15)
+            << (k % 2 ? "right" : "left") << " from " << from[k / 2];
+    }
     struct row { double edge; int x, half_height; };
     const row rows[] = {{0.03, 1176, 455}, {0.0, 960, 503}, {0.07, 1464, 0}};
     for (const row &r : rows) {
@@ -456,52 +325,25 @@ TEST(collective, luminosity_bar_and_scraper_chord)
 
 // ---- The lattice file ----------------------------------------------------------------------
 
-std::vector<std::string> warnings;
-
-int capture_warning(report_record *r)
+// KORA's superperiod: its values as derived on reading, the element at a position (a boundary
+// belongs to the next element), and the FODO cell's quadrupole by position.
+TEST(lattice, kora_reads_back_and_elements_are_found_by_position)
 {
-    if (r->type == REPORT_WARNING) warnings.push_back(r->message ? r->message : "");
-    return 0;
-}
-
-// Reads a lattice from text through a file of this process's own.
-void read_text(const std::string &text)
-{
-    char name[64];
-    snprintf(name, sizeof name, "/tmp/fentra_lattice_%d.txt", (int)getpid());
-    FILE *f = fopen(name, "wb");
-    fwrite(text.data(), 1, text.size(), f);
-    fclose(f);
-    report_handler = capture_warning;
-    warnings.clear();
-    read_lattice(name);
-    remove(name);
-}
-
-void load_kora()
-{
-    read_text(std::string((const char *)data_kora_sp_txt, data_kora_sp_txt_size));
-}
-
-TEST(lattice, kora_reads_back_with_its_derived_values)
-{
-    load_kora();
-    EXPECT_TRUE(warnings.empty());
+    std::string file = "/tmp/fentra_lattice_" + std::to_string(getpid()) + ".txt";
+    write_builtin_lattice(file.c_str());
+    read_lattice(file.c_str());
+    remove(file.c_str());
     ASSERT_EQ(element_count, 48);
-    EXPECT_NEAR(lattice_length(), 16.3362818, 1e-9);
     EXPECT_STREQ(element_name[44], "BQF2:HBF1D");
-    EXPECT_EQ(element_bend_radius[44], 3.8 / 0.54264);
-    EXPECT_EQ(element_strength[8], -0.786049666 / 1.235293713);
+    EXPECT_EQ(std::make_tuple(element_bend_radius[44], element_strength[8]),
+              std::make_tuple(3.8 / 0.54264, -0.786049666 / 1.235293713));
     double angle = 0;
     for (int i = 0; i < element_count; i++)
         if (element_bend_radius[i] != 0) angle += element_length[i] / element_bend_radius[i];
     EXPECT_NEAR(angle, 0.62832, 1e-9) << "the bends of a superperiod make a tenth of a turn";
-}
 
-TEST(lattice, element_lookup_and_the_fodo_rule)
-{
-    load_kora();
     const double L = lattice_length(), end_of_d1 = 2.9394;
+    EXPECT_NEAR(L, 16.3362818, 1e-9);
     struct row { double position; int index; double distance; };
     const row rows[] = {{0.1, 0, 0.06}, {0.16, 1, 0.2}, {end_of_d1 - 1e-9, 3, 1e-9}, {L - 0.01, 47, 0.01},
                         {9 * L + end_of_d1 + 1e-7, 4, 0.05275 - 1e-7}};
@@ -510,23 +352,9 @@ TEST(lattice, element_lookup_and_the_fodo_rule)
         EXPECT_EQ(e.index, r.index) << "at " << r.position;
         EXPECT_NEAR(e.distance_to_end, r.distance, 1e-9) << "at " << r.position;
     }
-    struct fodo_row { double position, k; };
-    const fodo_row cell[] = {{0.2499, 1.384}, {0.25, 0}, {1.25, -1.384}, {1.7499, -1.384}, {1.75, 0},
-                             {2.75, 1.384}, {4.5, -1.384}};
-    for (const fodo_row &r : cell) EXPECT_EQ(fodo_quadrupole(r.position), r.k) << "at " << r.position << " m";
-}
-
-TEST(lattice, files_that_break_the_limits)
-{
-    read_text("A .5 0 0\r\nB 1.5 -0.1 0.2");
-    EXPECT_EQ(std::make_tuple(element_count, element_length[0], element_bend_radius[1]), std::make_tuple(2, 0.5, 7.5));
-    read_text("ABCDEFGHIJKLMNOPQRSTUVWXYZ 1.5 0 0\nB 2 0 0\n");
-    EXPECT_EQ(std::make_tuple(element_count, std::string(element_name[0]), element_length[0], warnings.size()),
-              std::make_tuple(2, std::string("ABCDEFGHIJKLMNO"), 1.5, (size_t)1)) << "a long name is cut";
-    std::string text;
-    for (int i = 0; i < 600; i++) text.append("E").append(std::to_string(i)).append("\t0.5\t0\t0\r\n");
-    read_text(text);
-    EXPECT_EQ(std::make_tuple(element_count, lattice_length(), warnings.size()), std::make_tuple(500, 250.0, (size_t)1));
+    const double cell[][2] = {{0.2499, 1.384}, {0.25, 0}, {1.25, -1.384}, {1.7499, -1.384}, {1.75, 0},
+                              {2.75, 1.384}, {4.5, -1.384}};
+    for (const auto &r : cell) EXPECT_EQ(fodo_quadrupole(r[0]), r[1]) << "FODO cell at " << r[0] << " m";
 }
 
 } // namespace
