@@ -146,18 +146,15 @@ inline testing::AssertionResult matches_reference(const char *name,
 {
     std::string ref = std::string(FENTRA_SOURCE_DIR) + "/tests/data/" + name + ".png";
     auto write = [&](const std::string &path) {
-        png_image image = {};
-        image.version = PNG_IMAGE_VERSION;
-        image.width = (png_uint_32)w;
-        image.height = (png_uint_32)h;
-        image.format = PNG_FORMAT_RGB;
+        png_image image = {.opaque = nullptr, .version = PNG_IMAGE_VERSION, .width = (png_uint_32)w,
+                           .height = (png_uint_32)h, .format = PNG_FORMAT_RGB, .flags = 0,
+                           .colormap_entries = 0, .warning_or_error = 0, .message = {}};
         return png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr) != 0;
     };
     const char *update = getenv("FENTRA_UPDATE_REFERENCES");
-    if (update && *update && *update != '0') {
-        if (!write(ref)) return testing::AssertionFailure() << "cannot write " << ref;
-        return testing::AssertionSuccess() << "wrote " << ref;
-    }
+    if (update && *update && *update != '0')
+        return write(ref) ? testing::AssertionSuccess() << "wrote " << ref
+                          : testing::AssertionFailure() << "cannot write " << ref;
     png_image image = {};
     image.version = PNG_IMAGE_VERSION;
     std::vector<unsigned char> want;

@@ -10,9 +10,7 @@
 
 #include <cstring>
 
-using namespace views_gl;
-
-static ::testing::Environment *const gl_window = ::testing::AddGlobalTestEnvironment(new window(640, 540));
+static ::testing::Environment *const gl_window = ::testing::AddGlobalTestEnvironment(new views_gl::window(640, 540));
 
 struct keys {
     bool f1, space;   // down after that pump
@@ -41,7 +39,7 @@ static int scripted_pump()
 // continue..." in blue at y = 500, in the default font.
 TEST(help_screen, the_page_matches_its_reference_picture)
 {
-    clear_screen();
+    views_gl::clear_screen();
     draw_help_page();
     EXPECT_TRUE(matches_reference("help_page", read_back_buffer(640, 540), 640, 540));
 }

@@ -1,10 +1,13 @@
 // The views' numbers without a window, where a picture would hide them: colours at the ends of
-// the momentum ramp, the glow image, spark counts and forces, the touch "Reset" region and the
-// phase-space graphs' records and edges. (Everything else is in the pictures of gl/app_frame.)
+// the momentum ramp, the glow image, the ring map's turn, spark counts and forces, the touch
+// "Reset" region and the phase-space graphs' records and edges. (Everything else is in the
+// pictures of gl/app_frame_test.)
 #include "fentra/views/beam_view.h"
 #include "fentra/views/game.h"
 #include "fentra/views/hud.h"
 #include "fentra/views/phase_graphs.h"
+#include "fentra/views/ring_view.h"
+#include "fentra/physics/lattice.h"
 
 #include <gtest/gtest.h>
 
@@ -15,16 +18,29 @@
 TEST(BeamView, MomentumRampEndsAndGlowImage)
 {
     // spread 0.15: the ramp runs from 0.864 (red) through 1 (green) to 1.136 (blue).
-    EXPECT_EQ(momentum_colour(0.864, 0.15), 0xFF0000u);
-    EXPECT_EQ(momentum_colour(1.0, 0.15), 0x00FF00u);
-    EXPECT_EQ(momentum_colour(1.136, 0.15), 0x0000FFu);
-    EXPECT_EQ(momentum_colour(1.136 + 0.068, 0.15), 0x00007Fu) << "darkening beyond the top";
+    // Beyond the top the blue darkens.
+    EXPECT_EQ(std::make_tuple(momentum_colour(0.864, 0.15), momentum_colour(1.0, 0.15),
+                              momentum_colour(1.136, 0.15), momentum_colour(1.136 + 0.068, 0.15)),
+              std::make_tuple(0xFF0000u, 0x00FF00u, 0x0000FFu, 0x00007Fu));
     // 32 x 32, rows padded to 4 bytes: saturated centre; next to it on the axis
     // (0.8 - 0.05) x 0.5 x 255 = 95; black from the rim on.
     std::vector<unsigned char> image(96 * 32);
     glow_image(32, image.data());
     EXPECT_EQ(std::make_tuple(image[16 * 96 + 48], image[16 * 96 + 51], image[16 * 96]),
               std::make_tuple(255, 95, 0));
+}
+
+// The map turns back by a hundredth of the heading at the start of the beam's element a frame.
+TEST(RingView, TheMapTurnsAHundredthOfTheBeamElementsHeadingAFrame)
+{
+    element_count = 2;   // a quarter turn of radius 10 m, then a 2 m drift
+    element_length[0] = 5 * M_PI, element_bend_radius[0] = 10, element_length[1] = 2;
+    ring_walk walk;
+    growarray_init(&walk.segments, sizeof(ring_segment), 16);
+    ring_camera camera = {0, 0, 0};
+    walk_ring(&walk, &camera, 1920, 1080, 5 * M_PI + 1, 1, 5 * M_PI + 2, {1, 2, 3, 4});
+    EXPECT_NEAR(camera.angle, 0.01 * M_PI / 2, 1e-12);
+    growarray_free(&walk.segments);
 }
 
 TEST(Sparks, ThreeForEach1e33UpToAThousandTriplets)
