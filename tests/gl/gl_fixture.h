@@ -53,10 +53,7 @@ struct window : ::testing::Environment {
 struct rgb {
     int r, g, b;
     bool operator==(const rgb &o) const { return r == o.r && g == o.g && b == o.b; }
-    bool black() const { return r == 0 && g == 0 && b == 0; }
 };
-
-inline rgb colour_of(unsigned c) { return {(int)(c >> 16) & 255, (int)(c >> 8) & 255, (int)c & 255}; }
 
 // The whole back buffer, read before any swap.
 struct screen {
@@ -100,94 +97,31 @@ inline void clear_screen(float grey = 0)
 
 // ---- The program in a window -----------------------------------------------------------------
 
-static int app_print_record(report_record *r)
-{
-    fprintf(stderr, "report %d %s:%d %s\n", r->type, r->source, r->line,
-            r->message ? r->message : "");
-    return 0;
-}
-
-// Opens a width x height framed window and starts the program in it.
-inline void open_app_window(int width, int height, const char *title)
-{
-    report_handler = app_print_record;   // never a message box
-    windowed = 1;
-    allocate_particles();
-    texture_unsized_formats = 1;
-    ASSERT_EQ(graphics_open(width, height, title, nullptr), 1);
-    report_message_box = nullptr;
-    ASSERT_EQ(screen_width, width);
-    ASSERT_EQ(screen_height, height);
-    start_simulation();
-    // Test programs running side by side share the directory of "kora_sp.txt": the table is
-    // read again from a file of this process's own.
-    char name[64];
-    snprintf(name, sizeof name, "kora_sp_%d.txt", (int)getpid());
-    write_builtin_lattice(name);
-    read_lattice(name);
-    remove(name);
-    ASSERT_EQ(element_count, 48);
-}
-
-// Opens the window once per test program; `prepare` (if any) runs just before.
+// Opens a width x height framed window once per test program and starts the program in it;
+// `prepare` (if any) runs just before.
 struct app_window_environment : testing::Environment {
     int width, height;
-    const char *title;
     void (*prepare)();
-    app_window_environment(int w, int h, const char *t, void (*p)() = nullptr)
-        : width(w), height(h), title(t), prepare(p) {}
+    app_window_environment(int w, int h, void (*p)() = nullptr) : width(w), height(h), prepare(p) {}
     void SetUp() override
     {
         if (prepare) prepare();
-        open_app_window(width, height, title);
+        report_handler = views_gl::print_fatal;   // never a message box
+        windowed = 1;
+        allocate_particles();
+        texture_unsized_formats = 1;
+        ASSERT_EQ(graphics_open(width, height, "app test", nullptr), 1);
+        report_message_box = nullptr;
+        start_simulation();
+        // Test programs running side by side share the directory of "kora_sp.txt": the table
+        // is read again from a file of this process's own.
+        std::string name = "kora_sp_" + std::to_string(getpid()) + ".txt";
+        write_builtin_lattice(name.c_str());
+        read_lattice(name.c_str());
+        remove(name.c_str());
+        ASSERT_EQ(element_count, 48);
     }
 };
-
-// The initial simulation state, keeping the glow texture made at start-up.
-inline void reset_state_keeping_glow()
-{
-    unsigned texture = sim.glow_texture;
-    reset_simulation_state();
-    sim.glow_texture = texture;
-}
-
-// The pixel at (x, y), y downwards, from the back buffer, as 0xRRGGBB.
-inline unsigned pixel_at(int x, int y)
-{
-    unsigned char rgb[4] = {0, 0, 0, 0};
-    glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    glReadPixels(x, screen_height - 1 - y, 1, 1, GL_RGB, GL_UNSIGNED_BYTE, rgb);
-    glPixelStorei(GL_PACK_ALIGNMENT, 4);
-    return (unsigned)(rgb[0] << 16 | rgb[1] << 8 | rgb[2]);
-}
-
-// Pixels that must have a colour: "what" names the check.
-struct expected_pixel {
-    int x, y;
-    unsigned colour;
-    const char *what = "";
-};
-inline void expect_pixels(std::initializer_list<expected_pixel> want)
-{
-    for (const expected_pixel &e : want)
-        EXPECT_EQ(pixel_at(e.x, e.y), e.colour) << std::hex << "(" << std::dec << e.x << ", " << e.y << ") " << e.what;
-}
-
-// How many pixels of the rectangle [x0, x1] x [y0, y1] (inclusive) have the colour.
-inline int pixels_of(unsigned colour, int x0, int y0, int x1, int y1)
-{
-    int n = 0;
-    for (int y = y0; y <= y1; y++)
-        for (int x = x0; x <= x1; x++) n += pixel_at(x, y) == colour;
-    return n;
-}
-
-inline void clear_to_black()
-{
-    glClearColor(0, 0, 0, 0);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glLoadIdentity();
-}
 
 // ---- Reference pictures ----------------------------------------------------------------------
 
@@ -203,28 +137,6 @@ inline std::vector<unsigned char> read_back_buffer(int w, int h)
     return rows;
 }
 
-inline bool write_png(const std::string &path, const std::vector<unsigned char> &rgb, int w, int h)
-{
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = (png_uint_32)w;
-    image.height = (png_uint_32)h;
-    image.format = PNG_FORMAT_RGB;
-    return png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr) != 0;
-}
-
-inline bool read_png(const std::string &path, std::vector<unsigned char> &rgb, int &w, int &h)
-{
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&image, path.c_str())) return false;
-    image.format = PNG_FORMAT_RGB;
-    w = (int)image.width;
-    h = (int)image.height;
-    rgb.assign(PNG_IMAGE_SIZE(image), 0);
-    return png_image_finish_read(&image, nullptr, rgb.data(), 0, nullptr) != 0;
-}
-
 // The picture matches when at most max_differing pixels differ from the reference by more than
 // channel_tolerance in some channel (the two rasterisations may differ on edge pixels).
 inline testing::AssertionResult matches_reference(const char *name,
@@ -233,16 +145,28 @@ inline testing::AssertionResult matches_reference(const char *name,
                                                   int max_differing = 0)
 {
     std::string ref = std::string(FENTRA_SOURCE_DIR) + "/tests/data/" + name + ".png";
+    auto write = [&](const std::string &path) {
+        png_image image = {.opaque = nullptr, .version = PNG_IMAGE_VERSION, .width = (png_uint_32)w,
+                           .height = (png_uint_32)h, .format = PNG_FORMAT_RGB, .flags = 0,
+                           .colormap_entries = 0, .warning_or_error = 0, .message = {}};
+        return png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr) != 0;
+    };
     const char *update = getenv("FENTRA_UPDATE_REFERENCES");
-    if (update && *update && *update != '0') {
-        if (!write_png(ref, rgb, w, h)) return testing::AssertionFailure() << "cannot write " << ref;
-        return testing::AssertionSuccess() << "wrote " << ref;
-    }
+    if (update && *update && *update != '0')
+        return write(ref) ? testing::AssertionSuccess() << "wrote " << ref
+                          : testing::AssertionFailure() << "cannot write " << ref;
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
     std::vector<unsigned char> want;
-    int rw = 0, rh = 0;
-    if (!read_png(ref, want, rw, rh)) return testing::AssertionFailure() << "cannot read " << ref;
-    if (rw != w || rh != h)
-        return testing::AssertionFailure() << name << ": " << w << "x" << h << ", reference " << rw << "x" << rh;
+    if (png_image_begin_read_from_file(&image, ref.c_str())) {
+        image.format = PNG_FORMAT_RGB;
+        want.assign(PNG_IMAGE_SIZE(image), 0);
+        if (!png_image_finish_read(&image, nullptr, want.data(), 0, nullptr)) want.clear();
+    }
+    if (want.empty()) return testing::AssertionFailure() << "cannot read " << ref;
+    if ((int)image.width != w || (int)image.height != h)
+        return testing::AssertionFailure() << name << ": " << w << "x" << h << ", reference "
+                                           << image.width << "x" << image.height;
     int differing = 0, first = -1;
     for (size_t i = 0; i < want.size(); i += 3)
         for (int c = 0; c < 3; c++)
@@ -252,7 +176,7 @@ inline testing::AssertionResult matches_reference(const char *name,
                 break;
             }
     if (differing <= max_differing) return testing::AssertionSuccess();
-    write_png(std::string(name) + ".actual.png", rgb, w, h);
+    write(std::string(name) + ".actual.png");
     return testing::AssertionFailure() << name << ": " << differing << " pixels differ, the first at ("
                                        << first % w << ", " << first / w << "); see " << name << ".actual.png";
 }

@@ -1,0 +1,107 @@
+// The views' numbers without a window, where a picture would hide them: colours at the ends of
+// the momentum ramp, the glow image, the ring map's turn, spark counts and forces, the touch
+// "Reset" region and the phase-space graphs' records and edges. (Everything else is in the
+// pictures of gl/app_frame_test.)
+#include "fentra/views/beam_view.h"
+#include "fentra/views/game.h"
+#include "fentra/views/hud.h"
+#include "fentra/views/phase_graphs.h"
+#include "fentra/views/ring_view.h"
+#include "fentra/physics/lattice.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <tuple>
+#include <vector>
+
+TEST(BeamView, MomentumRampEndsAndGlowImage)
+{
+    // spread 0.15: the ramp runs from 0.864 (red) through 1 (green) to 1.136 (blue).
+    // Beyond the top the blue darkens.
+    EXPECT_EQ(std::make_tuple(momentum_colour(0.864, 0.15), momentum_colour(1.0, 0.15),
+                              momentum_colour(1.136, 0.15), momentum_colour(1.136 + 0.068, 0.15)),
+              std::make_tuple(0xFF0000u, 0x00FF00u, 0x0000FFu, 0x00007Fu));
+    // 32 x 32, rows padded to 4 bytes: saturated centre; next to it on the axis
+    // (0.8 - 0.05) x 0.5 x 255 = 95; black from the rim on.
+    std::vector<unsigned char> image(96 * 32);
+    glow_image(32, image.data());
+    EXPECT_EQ(std::make_tuple(image[16 * 96 + 48], image[16 * 96 + 51], image[16 * 96]),
+              std::make_tuple(255, 95, 0));
+}
+
+// The map turns back by a hundredth of the heading at the start of the beam's element a frame.
+TEST(RingView, TheMapTurnsAHundredthOfTheBeamElementsHeadingAFrame)
+{
+    element_count = 2;   // a quarter turn of radius 10 m, then a 2 m drift
+    element_length[0] = 5 * M_PI, element_bend_radius[0] = 10, element_length[1] = 2;
+    ring_walk walk;
+    growarray_init(&walk.segments, sizeof(ring_segment), 16);
+    ring_camera camera = {0, 0, 0};
+    walk_ring(&walk, &camera, 1920, 1080, 5 * M_PI + 1, 1, 5 * M_PI + 2, {1, 2, 3, 4});
+    EXPECT_NEAR(camera.angle, 0.01 * M_PI / 2, 1e-12);
+    growarray_free(&walk.segments);
+}
+
+TEST(Sparks, ThreeForEach1e33UpToAThousandTriplets)
+{
+    const struct { double luminosity; int triplets; } cases[] = {
+        {9.99e32, 0}, {1e33, 1}, {2.5e33, 2}, {7.9e35, 790}, {1e36, 1000}, {3e43, 1000}, {NAN, 0}, {-1e33, 0}};
+    for (const auto &c : cases) EXPECT_EQ(sparks_for_luminosity(c.luminosity), c.triplets) << c.luminosity;
+}
+
+TEST(Sparks, LikeKindsRepelAndUnlikeKindsAttract)
+{
+    // Two sparks 10 apart, dt = 1: a = 0.1, b = 1e-4; c = -2/3 for like kinds, +1/3 for unlike.
+    const struct { int kind0, kind1; double vx1; } cases[] = {{0, 0, 0.667666666666667}, {1, 2, -0.332333333333333}};
+    for (const auto &c : cases) {
+        spark s[2] = {{0, 0, 0, 0, c.kind0}, {10, 0, 0, 0, c.kind1}};
+        spark_forces(s, 2, 1.0);
+        EXPECT_NEAR(s[1].vx, c.vx1, 1e-12) << c.kind0 << c.kind1;
+        EXPECT_NEAR(s[0].vx, -c.vx1, 1e-12) << c.kind0 << c.kind1;
+    }
+}
+
+// The region lies at the left edge, rows 50 - h to 50 + 2h - 1, although the word is drawn
+// mid-screen.
+TEST(TouchReset, TheHitRegionIsAtTheLeftEdge)
+{
+    const struct { int x, y; bool hit; } cases[] = {
+        {55, 40, true}, {56, 40, false}, {0, 34, true}, {0, 33, false}, {0, 81, true}, {0, 82, false}};
+    for (const auto &c : cases) EXPECT_EQ(touch_reset_hit(c.x, c.y, 40, 16), c.hit) << c.x << ", " << c.y;
+}
+
+TEST(PhaseGraphs, RecordsFollowTheCurrentMaximaOnlyWhileRIsHeld)
+{
+    auto values = [](const phase_maxima &m) { return std::make_tuple(m.x, m.xp, m.y, m.yp); };
+    phase_records = {0.03, 0.002, 0.025, 0.004};
+    update_phase_records({0.01, 0.003, 0.005, 0.001}, false);
+    EXPECT_EQ(values(phase_records), std::make_tuple(0.03, 0.003, 0.025, 0.004));
+    update_phase_records({0.002, 0.001, 0.001, 0.0005}, true);
+    EXPECT_EQ(values(phase_records), std::make_tuple(0.002, 0.001, 0.001, 0.0005));
+}
+
+TEST(PhaseGraphs, DotsLandInTheirGraphOrAreNotDrawn)
+{
+    // A 1920 x 1080 screen: 4800 pixels a metre, twice that a radian.
+    const struct {
+        const char *name;
+        bool left;
+        double position, angle;
+        bool drawn;
+        float px, py;
+    } cases[] = {
+        {"left, on the W/3 edge", true, 0.0666666666666667, 0, true, 640, 810},
+        {"left, past the W/3 edge", true, 0.067, 0, false, 641.6f, 810},
+        {"left, angle above mid-screen", true, 0, 0.0282, false, 320, 539.28f},
+        {"right, on the 2W/3 edge", false, -0.0666666666666667, 0, true, 1280, 810},
+        {"right, far right is kept", false, 0.5, 0, true, 4000, 810},
+    };
+    for (const auto &c : cases) {
+        graph_dot d = c.left ? left_graph_dot(c.position, c.angle, 4800, 9600, 1920, 1080)
+                             : right_graph_dot(c.position, c.angle, 4800, 9600, 1920, 1080);
+        EXPECT_EQ(d.drawn, c.drawn) << c.name;
+        EXPECT_NEAR(d.px, c.px, 1e-3) << c.name;
+        EXPECT_NEAR(d.py, c.py, 1e-3) << c.name;
+    }
+}
