@@ -55,6 +55,7 @@ use_xwd help.xwd
 cyan='$1 == 0 && $2 > 128 && $2 == $3'   # brighter than the map's teal magnets
 expect "no white \"Key list:\" at (100, 90)" 100 90 120 12 "$text" -gt 30
 expect "no cyan key list from (100, 120)" 100 120 500 200 "$cyan" -gt 500
+expect "cyan above the key list, from y = 110" 100 110 500 10 "$cyan" -eq 0
 expect "no blue \"Press space to continue...\" at (100, 500)" 100 500 300 14 '$1 == 0 && $2 == 0 && $3 > 0' -gt 30
 expect "the help page has something left of x = 100" 0 0 99 $H '$1 + $2 + $3 > 0' -eq 0
 hold ctrl+s   # the page waits for Space alone: no screenshot is taken
