@@ -6,7 +6,6 @@
 lattice=$(cd "$(dirname "$0")/../../data" && pwd)/kora_sp.txt
 source "$(dirname "$0")/lib/common.sh"
 start_fentra "$1" 120
-cmp -s kora_sp.txt "$lattice" || fail "kora_sp.txt differs from the built-in lattice"
 
 hold_pause=0.15
 for key in p k g w i f d l a h s c 4 5 KP_Add KP_Subtract; do hold "$key"; done
@@ -14,13 +13,11 @@ for key in p k g w i f d l a h s c 4 5 KP_Add KP_Subtract; do hold "$key"; done
 hold l
 hold a
 sleep 0.5
-screenshot main
-sleep 0.1
+screenshot
 quit_fentra
-
+cmp -s kora_sp.txt "$lattice" || fail "kora_sp.txt differs from the built-in lattice"
 use_bmp "$shot"
-echo "screenshot $shot: $W x $H"
-[ "$W" -gt 200 ] && [ "$H" -gt 200 ] || fail "screenshot too small"
+[ "$W" -gt 200 ] && [ "$H" -gt 200 ] || fail "screenshot of $W x $H"
 centre="$((W / 2 - 60)) $((H / 2 - 60)) 120 120"
 expect "no beam near the centre" $centre '$1 + $2 + $3 > 0' -gt 40
 expect "momentum spread (D) does not colour the beam" $centre '$1 != $2 || $2 != $3' -gt 10

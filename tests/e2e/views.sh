@@ -14,9 +14,8 @@ start_fentra "$1" 240
 # ---- I: the ring map -------------------------------------------------------------------------
 hold i
 sleep 0.5
-screenshot ring
+screenshot
 use_bmp "$shot"
-echo "ring map: $W x $H"
 # The beam pipe (radius 504 pixels round the centre) covers the middle of the map; the rest of
 # the ring shows round it, left of the pipe and above it.
 orbit='$1 == 128 && $2 == 0 && $3 == 128'
@@ -29,7 +28,7 @@ expect "no KORA lines at (W/4, 20)" $((W / 4)) 20 200 48 "$text" -gt 50
 # ---- A: the phase-space graphs -------------------------------------------------------------
 hold a
 sleep 0.5
-screenshot graphs
+screenshot
 use_bmp "$shot"
 row=$((3 * H / 4))
 # The axes, partly covered by the dots and the map's lines.
@@ -52,12 +51,11 @@ sleep 0.5
 xwd -root -silent > help.xwd || fail "xwd"
 xdotool keyup F1
 sleep 0.2
-keep help.xwd help.xwd
 use_xwd help.xwd
-echo "help page: $W x $H"
 cyan='$1 == 0 && $2 > 128 && $2 == $3'   # brighter than the map's teal magnets
 expect "no white \"Key list:\" at (100, 90)" 100 90 120 12 "$text" -gt 30
 expect "no cyan key list from (100, 120)" 100 120 500 200 "$cyan" -gt 500
+expect "cyan above the key list, from y = 110" 100 110 500 10 "$cyan" -eq 0
 expect "no blue \"Press space to continue...\" at (100, 500)" 100 500 300 14 '$1 == 0 && $2 == 0 && $3 > 0' -gt 30
 expect "the help page has something left of x = 100" 0 0 99 $H '$1 + $2 + $3 > 0' -eq 0
 hold ctrl+s   # the page waits for Space alone: no screenshot is taken
@@ -65,7 +63,7 @@ hold ctrl+s   # the page waits for Space alone: no screenshot is taken
 
 hold space
 sleep 0.5
-screenshot after_help
+screenshot
 use_bmp "$shot"
 expect "the key list is still shown after Space" 100 120 500 200 "$cyan" -eq 0
 expect "no title after the help page" 0 0 120 20 '$1 > 200 && $2 > 200 && $3 > 200' -gt 20

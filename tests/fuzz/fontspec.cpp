@@ -5,6 +5,7 @@
 // a made variant must carry the key's style; and every registry entry must stay valid.
 #include <strings.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -28,17 +29,34 @@ static void reset_fonts() {
     register_test_font("blank", blank);   // every width 0: pixel boldness divides by 0
 }
 
+// Checked once at the start: sizes from extreme or undefined specifier values stay whole
+// pixels. A pixel boldness on a font whose glyphs are all 0 wide adds nothing, factors beyond
+// any screen are held at 2^30 pixels, and an undefined factor gives 0.
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+    const float held = 1073741824.0f;
+    // The key's boldness, the line height of the font it makes current, the width of "AB" in it.
+    const struct { const char *specifier; float boldness; int line_height; float width_of_AB; } cases[] = {
+        {"blank:boldness=1px", 0.0f, 1, 0.0f},                  // spacing (int)(1 x 0.1 + 0.5) = 0
+        {"ncgibig:boldness=4px", 0.5f, 8, 2 * 13.0f},           // 8 x 1.5 + 0.8 + 0.5 = 13.3
+        {"ncgibig:scale=1e30", 0.0f, (int)held, 2 * held},
+        {"ncgibig:size=nan", 0.0f, 0, 0.0f},
+    };
+    for (const auto &c : cases) {
+        reset_fonts();
+        fontstyle key = parsefontspec(c.specifier);
+        usefont(&key);
+        float width = textwidth("AB");
+        FUZZ_CHECK(key.boldness == c.boldness && current_line_height == c.line_height && width == c.width_of_AB,
+                   "'%s': boldness %g, line height %d, width of AB %g", c.specifier, key.boldness, current_line_height,
+                   width);
+    }
     reset_fonts();
     return 0;
 }
 
-static bool same_value(float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); }
-
 static bool registered(const BitmapFont *f) {
-    for (int i = 0; i < font_registry.count; i++)
-        if (font_registry.fonts[i] == f) return true;
-    return false;
+    return std::find(font_registry.fonts, font_registry.fonts + font_registry.count, f) !=
+           font_registry.fonts + font_registry.count;
 }
 
 // One modifier appended to a specifier, and the key it must then give, from the key without it.
@@ -56,57 +74,52 @@ static const suffix_rule suffixes[] = {
 };
 
 static bool same_key(const fontstyle &a, const fontstyle &b) {
-    return a.base == b.base && same_value(a.scaleX, b.scaleX) && same_value(a.scaleY, b.scaleY) &&
-           same_value(a.skew, b.skew) && same_value(a.boldness, b.boldness) && a.slots == b.slots &&
-           a.spare == b.spare;
+    const float x[] = {a.scaleX, a.scaleY, a.skew, a.boldness}, y[] = {b.scaleX, b.scaleY, b.skew, b.boldness};
+    for (int i = 0; i < 4; i++)
+        if (x[i] != y[i] && !(std::isnan(x[i]) && std::isnan(y[i]))) return false;
+    return a.base == b.base && a.slots == b.slots && a.spare == b.spare;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz_input in = {data, size};
-    uint8_t mode = fuzz_u8(in);
+    uint8_t mode = fuzz_get<uint8_t>(in);
     // With no current font, an unknown name takes a registered font at random.
     if (mode & 1) current_font = nullptr, current_style = fontstyle{nullptr, 1.0f, 1.0f, 0.0f, 0.0f, 0, 0};
-    std::string spec = fuzz_rest(in);
-    spec = spec.substr(0, strlen(spec.c_str()));
-    const BitmapFont *current_base = current_font ? current_font->style.base : nullptr;
+    std::string spec = fuzz_rest(in).c_str();
+    const char *s = spec.c_str();
+    const BitmapFont *current_base = current_font ? current_font->style.base : nullptr, *named = nullptr;
 
-    fontstyle key = parsefontspec(spec.c_str());
+    fontstyle key = parsefontspec(s);
     std::string name = spec.substr(0, spec.find(':'));
-    const BitmapFont *named = nullptr;
     for (int i = 0; i < font_registry.count && !named && !name.empty(); i++)
         if (strcasecmp(font_registry.fonts[i]->name, name.c_str()) == 0) named = font_registry.fonts[i];
-    if (named) FUZZ_CHECK(key.base == named, "'%s': base is not the font named", spec.c_str());
-    else if (current_base) FUZZ_CHECK(key.base == current_base, "'%s': base is not the current font's", spec.c_str());
-    else FUZZ_CHECK(registered(key.base), "'%s': base is no registered font", spec.c_str());
+    const BitmapFont *base = named ? named : current_base;
+    FUZZ_CHECK(base ? key.base == base : registered(key.base), "'%s': base is not the font named, the current one or any", s);
 
     const suffix_rule &rule = suffixes[(mode >> 1) % (sizeof suffixes / sizeof suffixes[0])];
     fontstyle longer = parsefontspec((spec + rule.text).c_str());
-    bool random_pick = !named && !current_base;   // the two parses may pick different fonts
-    FUZZ_CHECK(random_pick || same_key(longer, rule.apply(key)), "'%s' + '%s' does not act as that modifier",
-               spec.c_str(), rule.text);
+    // Without a base to go by, the two parses may pick different fonts.
+    FUZZ_CHECK(!base || same_key(longer, rule.apply(key)), "'%s' + '%s' does not act as that modifier", s, rule.text);
 
     int count_before = font_registry.count;
     BitmapFont *variant = fontvariant(&key);
-    FUZZ_CHECK(registered(variant) && variant->style.base == key.base, "'%s': variant of another base", spec.c_str());
-    if (font_registry.count == count_before) {
-        FUZZ_CHECK(fontvariantscore(&key, variant) > 0, "'%s': reused a record scoring %g", spec.c_str(),
-                   fontvariantscore(&key, variant));
-    } else {
-        FUZZ_CHECK(font_registry.count == count_before + 1 && variant == font_registry.fonts[count_before],
-                   "'%s': a made variant is not the last record", spec.c_str());
-        fontstyle made = key;
-        made.slots = made.spare = 0;
-        FUZZ_CHECK(same_key(variant->style, made), "'%s': the made variant has another style", spec.c_str());
-        FUZZ_CHECK(strncasecmp(variant->name, key.base->name, strlen(key.base->name)) == 0,
-                   "'%s': variant name '%s' does not start with its base's", spec.c_str(), variant->name);
-    }
+    FUZZ_CHECK(registered(variant) && variant->style.base == key.base, "'%s': variant of another base", s);
+    fontstyle made = key;
+    made.slots = made.spare = 0;
+    if (font_registry.count == count_before)
+        FUZZ_CHECK(fontvariantscore(&key, variant) > 0, "'%s': reused a record scoring %g", s, fontvariantscore(&key, variant));
+    else
+        FUZZ_CHECK(font_registry.count == count_before + 1 && variant == font_registry.fonts[count_before] &&
+                       same_key(variant->style, made) &&
+                       strncasecmp(variant->name, key.base->name, strlen(key.base->name)) == 0,
+                   "'%s': the made variant '%s' is not the last record, of the key's style and named after its base", s,
+                   variant->name);
 
     usefont(&key);
-    FUZZ_CHECK(current_font == variant || registered(current_font), "'%s': current font not registered", spec.c_str());
-    float width = textwidth("Ag\x02\x01\x05 x");
-    (void)width;
-    selectfont(spec.c_str());
-    FUZZ_CHECK(registered(findfont(spec.c_str())), "'%s': findfont gave no registered font", spec.c_str());
+    FUZZ_CHECK(current_font == variant || registered(current_font), "'%s': current font not registered", s);
+    textwidth("Ag\x02\x01\x05 x");
+    selectfont(s);
+    FUZZ_CHECK(registered(findfont(s)), "'%s': findfont gave no registered font", s);
     for (int i = 0; i < font_registry.count; i++)
         FUZZ_CHECK(registered(font_registry.fonts[i]->style.base), "record %d has a base outside the registry", i);
     reset_fonts();

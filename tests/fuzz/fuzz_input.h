@@ -1,12 +1,12 @@
-// Fuzz targets: reading fields off the front of the fuzzer's byte string. Every read succeeds:
+// Fuzz targets: fields read off the front of the fuzzer's byte string. Every read succeeds:
 // past the end, the missing bytes read as zero, so any input is a valid sequence of fields.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 
 struct fuzz_input {
@@ -14,70 +14,40 @@ struct fuzz_input {
     size_t size;
 };
 
-inline size_t fuzz_left(const fuzz_input &in) { return in.size; }
-
-inline uint8_t fuzz_u8(fuzz_input &in) {
-    if (in.size == 0) return 0;
-    uint8_t v = in.data[0];
-    in.data++, in.size--;
-    return v;
-}
-
-inline uint16_t fuzz_u16(fuzz_input &in) {
-    uint16_t lo = fuzz_u8(in);
-    return (uint16_t)(lo | fuzz_u8(in) << 8);
-}
-
-inline uint32_t fuzz_u32(fuzz_input &in) {
-    uint32_t lo = fuzz_u16(in);
-    return lo | (uint32_t)fuzz_u16(in) << 16;
-}
-
-inline double fuzz_f64(fuzz_input &in) {
-    uint64_t bits = fuzz_u32(in);
-    bits |= (uint64_t)fuzz_u32(in) << 32;
-    double v;
-    memcpy(&v, &bits, sizeof v);
-    return v;
-}
-
-// Up to max_length bytes, the length read first as one byte.
-inline std::string fuzz_string(fuzz_input &in, size_t max_length) {
-    size_t n = fuzz_u8(in) % (max_length + 1);
-    if (n > in.size) n = in.size;
+// The next n bytes, or all that are left.
+inline std::string fuzz_bytes(fuzz_input &in, size_t n) {
+    n = n < in.size ? n : in.size;
     std::string s((const char *)in.data, n);
     in.data += n, in.size -= n;
     return s;
 }
 
-// The rest of the input.
-inline std::string fuzz_rest(fuzz_input &in) {
-    std::string s((const char *)in.data, in.size);
-    in.data += in.size, in.size = 0;
-    return s;
+// A little-endian field of sizeof(T) bytes (fuzzing runs on little-endian machines).
+template <class T> T fuzz_get(fuzz_input &in) {
+    std::string bytes = fuzz_bytes(in, sizeof(T));
+    bytes.resize(sizeof(T));
+    T v;
+    memcpy(&v, bytes.data(), sizeof v);
+    return v;
 }
 
-// A failed check says which and why. Under the fuzzer it aborts, which the fuzzer records as a
-// crash with its input; when the unit suite replays inputs (FUZZ_REPLAY) it throws instead, so
-// that the test can name the input and go on with the next.
-#ifdef FUZZ_REPLAY
-#include <stdexcept>
-[[noreturn]] inline void fuzz_check_failed(const char *message) { throw std::runtime_error(message); }
-#else
-[[noreturn]] inline void fuzz_check_failed(const char *message) {
-    fprintf(stderr, "%s\n", message);
-    abort();
+// Up to max_length bytes, the length read first as one byte.
+inline std::string fuzz_string(fuzz_input &in, size_t max_length) {
+    return fuzz_bytes(in, fuzz_get<uint8_t>(in) % (max_length + 1));
 }
-#endif
 
-#define FUZZ_CHECK(condition, ...)                                                                  \
-    do {                                                                                            \
-        if (!(condition)) {                                                                         \
-            char fuzz_message[1024];                                                                \
-            int fuzz_at = snprintf(fuzz_message, sizeof fuzz_message, "%s:%d: check failed: %s\n  ", \
-                                   __FILE__, __LINE__, #condition);                                 \
-            if (fuzz_at > 0 && (size_t)fuzz_at < sizeof fuzz_message)                               \
-                snprintf(fuzz_message + fuzz_at, sizeof fuzz_message - fuzz_at, __VA_ARGS__);       \
-            fuzz_check_failed(fuzz_message);                                                        \
-        }                                                                                           \
+inline std::string fuzz_rest(fuzz_input &in) { return fuzz_bytes(in, in.size); }
+
+// A failed check throws what failed and why: the replay in the unit suite names the input and
+// goes on with the next; under the fuzzer the uncaught exception aborts, which the fuzzer
+// records as a crash with its input.
+#define FUZZ_CHECK(condition, ...)                                                                      \
+    do {                                                                                                \
+        if (!(condition)) {                                                                             \
+            char fuzz_message[1024];                                                                    \
+            int fuzz_at = snprintf(fuzz_message, sizeof fuzz_message, "%s:%d: %s\n  ", __FILE__, __LINE__, \
+                                   #condition);                                                         \
+            if (fuzz_at > 0 && fuzz_at < 1000) snprintf(fuzz_message + fuzz_at, 1024 - fuzz_at, __VA_ARGS__);       \
+            throw std::runtime_error(fuzz_message);                                                     \
+        }                                                                                               \
     } while (0)

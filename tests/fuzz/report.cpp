@@ -5,7 +5,6 @@
 // match it. END is never sent at the bottom (that is a defined fatal exit), and every input
 // ends back at the bottom record.
 #include <deque>
-#include <string>
 #include <vector>
 
 #include "Morvane/report.h"
@@ -16,27 +15,28 @@ struct model_record {
     const char *source;
     int line;
     std::string message;
-    bool has_message;
-    bool owned;
+    bool has_message, owned;
     double value, total;
 };
-
-static std::vector<model_record> model;
-
-// What the handler was handed, copied at the call.
-struct seen_record {
-    int type;
-    const char *source;
-    int line;
-    std::string message;
-    bool has_message;
-    double value, total;
-};
-static std::vector<seen_record> seen;
+static std::vector<model_record> model;   // the stack as it must be
+static std::vector<std::string> seen;     // what the handler was handed
 static unsigned char next_answer;
+static const model_record blank = {0, nullptr, 0, "", false, false, 0, 0};
+
+// A record as text, its ownership only when asked for (the handler's copy has none to compare).
+static std::string describe(const model_record &r, bool owned) {
+    char out[200];
+    snprintf(out, sizeof out, "type %d from %p line %d '%s'%s%s [%.17g/%.17g]", r.type, (const void *)r.source, r.line,
+             r.message.c_str(), r.has_message ? "" : " (none)", owned && r.owned ? " owned" : "", r.value, r.total);
+    return out;
+}
+static std::string describe(const report_record *r, bool owned) {
+    return describe({r->type, r->source, r->line, r->message ? r->message : "", r->message != nullptr, r->owned != 0,
+                     r->value, r->total}, owned);
+}
 
 static int quiet_handler(report_record *r) {
-    seen.push_back({r->type, r->source, r->line, r->message ? r->message : "", r->message != nullptr, r->value, r->total});
+    seen.push_back(describe(r, false));
     if (r->type == REPORT_QUESTION) r->answer = next_answer;
     return 1;
 }
@@ -44,55 +44,28 @@ static int quiet_handler(report_record *r) {
 static const char *const sources[] = {"fentra", "Morvane/gfx_opengl", "Morvane/bitmapfonts"};
 static const char closing_message[] = "";
 
-static bool same(double a, double b) { return a == b || (a != a && b != b); }
-
-static model_record blank() { return {0, nullptr, 0, "", false, false, 0, 0}; }
-
-// The progress operations act on the top record, or on the one below when the top has none.
-static size_t current_index() {
-    size_t top = model.size() - 1;
-    return model.size() >= 2 && !model[top].has_message ? top - 1 : top;
-}
-
 static void expect_seen(const model_record &m, const char *what) {
-    FUZZ_CHECK(seen.size() == 1, "%s: the handler was called %zu times", what, seen.size());
-    const seen_record &s = seen[0];
-    FUZZ_CHECK(s.type == m.type && s.source == m.source && s.line == m.line, "%s: handed type %d line %d, expected %d %d",
-               what, s.type, s.line, m.type, m.line);
-    FUZZ_CHECK(s.has_message == m.has_message && s.message == m.message, "%s: handed message '%s', expected '%s'", what,
-               s.message.c_str(), m.message.c_str());
-    FUZZ_CHECK(same(s.value, m.value) && same(s.total, m.total), "%s: handed [%g/%g], expected [%g/%g]", what, s.value,
-               s.total, m.value, m.total);
+    FUZZ_CHECK(seen.size() == 1 && seen[0] == describe(m, false), "%s: handed %zu records, the first %s, expected %s",
+               what, seen.size(), seen.empty() ? "-" : seen[0].c_str(), describe(m, false).c_str());
 }
 
 static void expect_stack(const char *what) {
     FUZZ_CHECK(report_stack_depth() == model.size(), "%s: depth %u, expected %zu", what, report_stack_depth(), model.size());
     FUZZ_CHECK(report_stack_capacity() >= report_stack_depth(), "%s: capacity %u below depth", what, report_stack_capacity());
     for (size_t i = 0; i < model.size(); i++) {
-        const report_record *r = report_stack_record((unsigned)i);
-        const model_record &m = model[i];
-        FUZZ_CHECK(r->type == m.type && r->source == m.source && r->line == m.line,
-                   "%s: record %zu has type %d line %d, expected %d %d", what, i, r->type, r->line, m.type, m.line);
-        FUZZ_CHECK((r->message != nullptr) == m.has_message && (!r->message || m.message == r->message),
-                   "%s: record %zu has message '%s', expected '%s'", what, i, r->message ? r->message : "(none)",
-                   m.has_message ? m.message.c_str() : "(none)");
-        FUZZ_CHECK((r->owned != 0) == m.owned, "%s: record %zu owned %d, expected %d", what, i, r->owned, m.owned);
-        FUZZ_CHECK(same(r->value, m.value) && same(r->total, m.total), "%s: record %zu [%g/%g], expected [%g/%g]", what,
-                   i, r->value, r->total, m.value, m.total);
+        std::string got = describe(report_stack_record((unsigned)i), true), expected = describe(model[i], true);
+        FUZZ_CHECK(got == expected, "%s: record %zu is %s, expected %s", what, i, got.c_str(), expected.c_str());
     }
     FUZZ_CHECK(report_stack_record((unsigned)model.size()) == nullptr, "%s: a record past the top", what);
 }
-
-enum op_kind { op_message, op_begin, op_end, op_warning, op_question, op_touch, op_set, op_set2, op_add, op_count };
 
 static void end_block(int line) {
     seen.clear();
     report_inner(sources[0], line, REPORT_END, nullptr, 0);
     model.pop_back();
-    model_record &block = model.back();
-    block.type = REPORT_END;
-    expect_seen(block, "END");
-    block = blank();
+    model.back().type = REPORT_END;
+    expect_seen(model.back(), "END");
+    model.back() = blank;
     expect_stack("END");
 }
 
@@ -105,9 +78,9 @@ static void report(int type, const char *source, int line, const char *message, 
     if (top.owned) top.has_message = false, top.message.clear(), top.owned = false;   // released at every report
     expect_seen(made, "report");
     if (type == REPORT_MESSAGE || type == REPORT_BEGIN) top = made;
-    if (type == REPORT_BEGIN) model.push_back(blank());
-    if (type == REPORT_QUESTION) FUZZ_CHECK(answer == next_answer, "question answered %d, handler said %d", answer, next_answer);
-    else FUZZ_CHECK(answer == 0, "type %d returned %d", type, answer);
+    if (type == REPORT_BEGIN) model.push_back(blank);
+    int expected_answer = type == REPORT_QUESTION ? next_answer : 0;
+    FUZZ_CHECK(answer == expected_answer, "type %d returned %d, expected %d", type, answer, expected_answer);
     expect_stack("report");
 }
 
@@ -119,37 +92,33 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     return 0;
 }
 
+enum op_kind { op_message, op_begin, op_end, op_warning, op_question, op_touch, op_set, op_set2, op_add, op_count };
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz_input in = {data, size};
     std::deque<std::string> texts;   // messages handed over without a copy must outlive their records
-    for (int line = 1; fuzz_left(in) > 0; line++) {
-        uint8_t op = fuzz_u8(in);
-        const char *source = sources[(op >> 4) % 3];
+    for (int line = 1; in.size > 0; line++) {
+        uint8_t op = fuzz_get<uint8_t>(in);
+        const char *source = sources[(op >> 4) % 3], *message = nullptr;
         int copy = (op >> 6) & 1;
-        const char *message = nullptr;
-        if (!(op & 0x80) && (op % op_count <= op_question)) {
-            texts.push_back(fuzz_string(in, 24));
-            message = texts.back().c_str();
-        }
+        if (!(op & 0x80) && (op % op_count <= op_question)) message = texts.emplace_back(fuzz_string(in, 24)).c_str();
+        static const int types[] = {REPORT_MESSAGE, REPORT_BEGIN, REPORT_END, REPORT_WARNING, REPORT_QUESTION};
+        if (op % op_count == op_question) next_answer = fuzz_get<uint8_t>(in) & 1;
         switch (op % op_count) {
-        case op_message: report(REPORT_MESSAGE, source, line, message, copy); break;
-        case op_begin: report(REPORT_BEGIN, source, line, message, copy); break;
         case op_end:
             if (model.size() > 1) end_block(line);
             break;
-        case op_warning: report(REPORT_WARNING, source, line, message, copy); break;
-        case op_question:
-            next_answer = fuzz_u8(in) & 1;
-            report(REPORT_QUESTION, source, line, message, copy);
+        case op_message: case op_begin: case op_warning: case op_question:
+            report(types[op % op_count], source, line, message, copy);
             break;
-        default: {
+        default: {   // progress: on the top record, or on the one below when the top has no message
             seen.clear();
-            model_record &current = model[current_index()];
+            size_t index = model.size() >= 2 && !model.back().has_message ? model.size() - 2 : model.size() - 1;
+            model_record &current = model[index];
             current.type = REPORT_PROGRESS;
-            double a = (int16_t)fuzz_u16(in) / 8.0, b = (int16_t)fuzz_u16(in) / 8.0;
+            double a = fuzz_get<int16_t>(in) / 8.0, b = fuzz_get<int16_t>(in) / 8.0;
             if (op % op_count == op_touch) {
-                const report_record *r = progress_touch();
-                FUZZ_CHECK(r == report_stack_record((unsigned)current_index()), "progress_touch gave another record");
+                FUZZ_CHECK(progress_touch() == report_stack_record((unsigned)index), "progress_touch gave another record");
                 FUZZ_CHECK(seen.empty(), "progress_touch called the handler");
             } else {
                 if (op % op_count == op_set) progress_set(a), current.value = a;
@@ -162,7 +131,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         }
     }
     while (model.size() > 1) end_block(0);
-    // Leave the bottom record holding a message that outlives this input's texts.
-    report(REPORT_MESSAGE, sources[0], 1, closing_message, 0);
+    report(REPORT_MESSAGE, sources[0], 1, closing_message, 0);   // a bottom message that outlives the texts
     return 0;
 }
