@@ -12,6 +12,29 @@
 
 static testing::Environment *const environment = testing::AddGlobalTestEnvironment(new views_gl::window(0, 0));
 
+static void clear_to_black() { views_gl::clear_screen(0); }
+
+static unsigned colour_of(views_gl::rgb c) { return (unsigned)(c.r << 16 | c.g << 8 | c.b); }
+
+// How many pixels of the rectangle [x0, x1] x [y0, y1] (inclusive) have the colour.
+static int pixels_of(unsigned colour, int x0, int y0, int x1, int y1)
+{
+    return views_gl::read_screen().count(x0, y0, x1 + 1, y1 + 1,
+                                         [&](views_gl::rgb c) { return colour_of(c) == colour; });
+}
+
+struct expected_pixel {
+    int x, y;
+    unsigned colour;
+    const char *what = "";
+};
+static void expect_pixels(std::initializer_list<expected_pixel> want)
+{
+    views_gl::screen s = views_gl::read_screen();
+    for (const expected_pixel &e : want)
+        EXPECT_EQ(colour_of(s.at(e.x, e.y)), e.colour) << std::hex << "(" << std::dec << e.x << ", " << e.y << ") " << e.what;
+}
+
 TEST(drawing, arcs_clips_and_the_clear_colour)
 {
     // An arc's angle runs clockwise from straight up (y downwards): the quarter from 0 to

@@ -43,6 +43,7 @@ struct window : ::testing::Environment {
     {
         report_handler = print_fatal;
         ASSERT_EQ(graphics_open(width, height, "views test", nullptr), 1);
+        report_message_box = nullptr;   // a fatal error prints, never waits for a box
         loadfontdata(data_captionfont_fnt, data_captionfont_fnt_size, "captionfont");
         loadfontdata(data_ncgibig_fnt, data_ncgibig_fnt_size, "ncgibig");
         loadfontdata(data_ncgismall_fnt, data_ncgismall_fnt_size, "ncgismall");
