@@ -3,8 +3,6 @@
 // the block (the block is copied to a buffer of exactly its size), must take the records a
 // plain walk of the block finds, and must place every glyph inside the texture, on its shelf,
 // without overlapping its neighbours.
-#include <vector>
-
 #include "Morvane/bitmapfonts.h"
 #include "fuzz_input.h"
 

@@ -3,42 +3,31 @@
 // made into a variant, made current and measured with. The key must take the named font (or
 // the current one) as its base; one more modifier must change the key as that modifier says;
 // a made variant must carry the key's style; and every registry entry must stay valid.
-#include <strings.h>
-
-#include <algorithm>
-#include <cmath>
-#include <vector>
-
 #include "../unit/text_fonts.h"
 #include "fuzz_input.h"
 
-// Blocks of 256 records: every glyph width x height, or widths that vary with the code.
-static std::vector<unsigned char> block(int width, int height, bool varied) {
-    std::vector<glyph_shape> glyphs;
-    for (int c = 0; c < 256; c++) glyphs.push_back({varied ? c % 13 : width, height, 15});
-    return font_block(glyphs);
-}
-
-// Frees every record (none has a texture) and starts again with the three fonts.
+// Frees every record (none has a texture) and starts again with three fonts of 256 records:
+// glyphs 8 x 8; 20 high, 0 to 12 wide by code; and all 0 wide (pixel boldness divides by 0).
 static void reset_fonts() {
-    static const std::vector<unsigned char> big = block(8, 8, false), caption = block(0, 20, true),
-                                            blank = block(0, 1, false);
     reset_test_fonts();
-    register_test_font("ncgibig", big);
-    register_test_font("CaptionFont", caption);
-    register_test_font("blank", blank);   // every width 0: pixel boldness divides by 0
+    const glyph_shape shapes[] = {{8, 8, 15}, {0, 20, 15}, {0, 1, 15}};
+    const char *const names[] = {"ncgibig", "CaptionFont", "blank"};
+    for (int f = 0; f < 3; f++) {
+        std::vector<glyph_shape> glyphs(256, shapes[f]);
+        for (int c = 0; c < 256 && f == 1; c++) glyphs[c].width = c % 13;
+        register_test_font(names[f], font_block(glyphs));
+    }
 }
 
 // Checked once at the start: sizes from extreme or undefined specifier values stay whole
 // pixels. A pixel boldness on a font whose glyphs are all 0 wide adds nothing, factors beyond
 // any screen are held at 2^30 pixels, and an undefined factor gives 0.
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    const float held = 1073741824.0f;
     // The key's boldness, the line height of the font it makes current, the width of "AB" in it.
     const struct { const char *specifier; float boldness; int line_height; float width_of_AB; } cases[] = {
         {"blank:boldness=1px", 0.0f, 1, 0.0f},                  // spacing (int)(1 x 0.1 + 0.5) = 0
         {"ncgibig:boldness=4px", 0.5f, 8, 2 * 13.0f},           // 8 x 1.5 + 0.8 + 0.5 = 13.3
-        {"ncgibig:scale=1e30", 0.0f, (int)held, 2 * held},
+        {"ncgibig:scale=1e30", 0.0f, 1 << 30, 0x1p31f},
         {"ncgibig:size=nan", 0.0f, 0, 0.0f},
     };
     for (const auto &c : cases) {
@@ -47,24 +36,18 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
         usefont(&key);
         float width = textwidth("AB");
         FUZZ_CHECK(key.boldness == c.boldness && current_line_height == c.line_height && width == c.width_of_AB,
-                   "'%s': boldness %g, line height %d, width of AB %g", c.specifier, key.boldness, current_line_height,
-                   width);
+                   "'%s': boldness %g, line height %d, width of AB %g", c.specifier, key.boldness, current_line_height, width);
     }
     reset_fonts();
     return 0;
 }
 
 static bool registered(const BitmapFont *f) {
-    return std::find(font_registry.fonts, font_registry.fonts + font_registry.count, f) !=
-           font_registry.fonts + font_registry.count;
+    return std::count(font_registry.fonts, font_registry.fonts + font_registry.count, f) > 0;
 }
 
 // One modifier appended to a specifier, and the key it must then give, from the key without it.
-struct suffix_rule {
-    const char *text;
-    fontstyle (*apply)(fontstyle);
-};
-static const suffix_rule suffixes[] = {
+static const struct suffix_rule { const char *text; fontstyle (*apply)(fontstyle); } suffixes[] = {
     {":normal", [](fontstyle k) { return fontstyle{k.base, 1.0f, 1.0f, 0.0f, 0.0f, 0, 0}; }},
     {":ITALIC", [](fontstyle k) { k.skew += 0.4f; return k; }},
     {":big", [](fontstyle k) { k.scaleX *= 1.5f, k.scaleY *= 1.5f; return k; }},
@@ -74,10 +57,8 @@ static const suffix_rule suffixes[] = {
 };
 
 static bool same_key(const fontstyle &a, const fontstyle &b) {
-    const float x[] = {a.scaleX, a.scaleY, a.skew, a.boldness}, y[] = {b.scaleX, b.scaleY, b.skew, b.boldness};
-    for (int i = 0; i < 4; i++)
-        if (x[i] != y[i] && !(std::isnan(x[i]) && std::isnan(y[i]))) return false;
-    return a.base == b.base && a.slots == b.slots && a.spare == b.spare;
+    return fuzz_same(a.scaleX, b.scaleX) && fuzz_same(a.scaleY, b.scaleY) && fuzz_same(a.skew, b.skew) &&
+           fuzz_same(a.boldness, b.boldness) && a.base == b.base && a.slots == b.slots && a.spare == b.spare;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {

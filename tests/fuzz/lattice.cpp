@@ -2,27 +2,16 @@
 // or as a stream of generated tokens, and read_lattice reads it. Any file must leave the table
 // within its 500 elements with every name terminated inside its 16 bytes; a generated file
 // must also give exactly the elements that reading it token by token gives.
-#include <unistd.h>
-
-#include <algorithm>
-#include <cmath>
-#include <vector>
-
 #include "Morvane/report.h"
 #include "fentra/physics/lattice.h"
 #include "fuzz_input.h"
 
-static char lattice_path[256];
+static const char *lattice_path;
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     report_handler = nullptr;   // the reader warns about long names and long files
     warnings_log_enabled = 0;
-    const char *tmp = getenv("TMPDIR");
-    snprintf(lattice_path, sizeof lattice_path, "%s/fentra_fuzz_lattice_XXXXXX", tmp && *tmp ? tmp : "/tmp");
-    int fd = mkstemp(lattice_path);
-    if (fd < 0) abort();
-    close(fd);
-    atexit([] { unlink(lattice_path); });
+    lattice_path = fuzz_scratch("fentra_fuzz_lattice", false);
     return 0;
 }
 
@@ -84,15 +73,10 @@ static std::string generate(fuzz_input &in, std::vector<element> &table) {
     for (const std::string &t : tokens) text += t + separators[fuzz_get<uint8_t>(in) % 8];
     if (!tokens.empty() && (fuzz_get<uint8_t>(in) & 1)) text.pop_back();   // sometimes no final line end
     if (tokens.empty()) table.push_back({"", {0, 0, 0}});   // an empty file still counts one
-    for (element &e : table) {
-        e.fields[1] /= 1.235293713;
-        if (e.fields[2] != 0) e.fields[2] = e.fields[0] / e.fields[2];
-    }
+    for (element &e : table) e.fields[1] /= 1.235293713, e.fields[2] = e.fields[2] != 0 ? e.fields[0] / e.fields[2] : 0;
     if (table.size() > 500) table.resize(500);
     return text;
 }
-
-static bool same(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz_input in = {data, size};
@@ -100,29 +84,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::vector<element> expected;
     std::string text = generated ? generate(in, expected) : fuzz_rest(in);
     FILE *f = fopen(lattice_path, "wb");
-    if (!f) abort();
-    fwrite(text.data(), 1, text.size(), f);
-    fclose(f);
+    if (!f || fwrite(text.data(), 1, text.size(), f) != text.size() || fclose(f) != 0) abort();
     memset(element_name, 0, sizeof element_name);
     for (double *column : {element_length, element_strength, element_bend_radius})
         memset(column, 0, sizeof element_length);
     read_lattice(lattice_path);
 
+    // Any file: at most the table's elements, each name terminated within its 16 bytes, without white space.
     FUZZ_CHECK(element_count >= 0 && element_count <= element_capacity, "element_count %d", element_count);
+    FUZZ_CHECK(!generated || element_count == (int)expected.size(), "element_count %d, expected %zu", element_count,
+               expected.size());
     for (int i = 0; i < element_count; i++) {
         const char *end = (const char *)memchr(element_name[i], 0, element_name_size);
-        FUZZ_CHECK(end != nullptr, "element %d: name not terminated within 16 bytes", i);
-        FUZZ_CHECK(std::none_of((const char *)element_name[i], end, [](char c) { return isspace((unsigned char)c); }),
-                   "element %d: white space in name", i);
-    }
-    if (!generated) return 0;
-    FUZZ_CHECK(element_count == (int)expected.size(), "element_count %d, expected %zu", element_count, expected.size());
-    for (int i = 0; i < element_count; i++) {
+        FUZZ_CHECK(end && std::none_of((const char *)element_name[i], end, [](char c) { return isspace((unsigned char)c); }),
+                   "element %d: name not terminated within 16 bytes or with white space", i);
+        if (!generated) continue;
         const element &e = expected[i];
         const double got[3] = {element_length[i], element_strength[i], element_bend_radius[i]};
         FUZZ_CHECK(e.name == element_name[i], "element %d: name '%s', expected '%s'", i, element_name[i], e.name.c_str());
         for (int k = 0; k < 3; k++)
-            FUZZ_CHECK(same(got[k], e.fields[k]), "element %d (%s): field %d is %.17g, expected %.17g", i,
+            FUZZ_CHECK(fuzz_same(got[k], e.fields[k]), "element %d (%s): field %d is %.17g, expected %.17g", i,
                        e.name.c_str(), k, got[k], e.fields[k]);
     }
     return 0;

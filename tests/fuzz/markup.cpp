@@ -4,46 +4,32 @@
 // that walking them (as measuring and drawing do) never leaves the buffer. Well-formed text
 // must also compile the same in a tight buffer as in a roomy one whenever the result fits, and
 // a roomy buffer must leave no Greek name or tag behind.
-#include <strings.h>
-
-#include <algorithm>
-#include <cmath>
-#include <vector>
-
-#include "Morvane/bitmapfonts.h"
+#include "../unit/text_fonts.h"
 #include "fuzz_input.h"
 
 // A font to measure with: 512 records of widths 1 .. 7, registered without a texture.
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    std::vector<unsigned char> block;
-    for (int c = 0; c < font_slots; c++) {
-        int w = 1 + c % 7, h = 1 + c % 5;
-        block.insert(block.end(), {(unsigned char)w, (unsigned char)h});
-        block.insert(block.end(), (size_t)(w * h), 15);
-    }
-    BitmapFont *f = (BitmapFont *)calloc(1, sizeof(BitmapFont));
-    packfontdata(block.data(), block.size(), 2048, f);
-    f->name = strdup("fuzzfont");
-    f->style = fontstyle{f, 1.0f, 1.0f, 0.0f, 0.0f, font_slots, 0};
-    registerfont(f);
+    std::vector<glyph_shape> glyphs;
+    for (int c = 0; c < font_slots; c++) glyphs.push_back({1 + c % 7, 1 + c % 5, 15});
+    register_test_font("fuzzfont", font_block(glyphs));
     return 0;
 }
 
 // Where the walk over the items (a byte; 3 bytes led by 2; 6 led by 5) meets a terminator, or
 // capacity when it runs past it.
+static size_t item_size(char lead) { return lead == 2 ? 3 : lead == 5 ? 6 : 1; }
 static size_t item_walk_end(const char *text, size_t capacity) {
     size_t i = 0;
-    while (i < capacity && text[i]) i += text[i] == 2 ? 3 : text[i] == 5 ? 6 : 1;
+    while (i < capacity && text[i]) i += item_size(text[i]);
     return std::min(i, capacity);
 }
 
 enum pass_kind { pass_greek, pass_scripts, pass_compile, pass_tags };
 
 static void run_pass(pass_kind kind, int depth, int raise, int scale, char *text, size_t capacity) {
-    if (kind == pass_greek) greekcodes(text, capacity);
+    if (kind == pass_greek || kind == pass_tags) (kind == pass_greek ? greekcodes : tagcodes)(text, capacity);
     if (kind == pass_scripts) scriptcodes(text, capacity, depth, raise, scale);
     if (kind == pass_compile) compiletext(text, capacity, depth);
-    if (kind == pass_tags) tagcodes(text, capacity);
 }
 
 // The first item of the compiled text that still starts a Greek name (or a tag), or -1.
@@ -55,7 +41,7 @@ static long leftover_markup(const char *text, pass_kind kind) {
     static const char *const tags[] = {"#col=", "#tab="};
     const char *const *words = kind == pass_tags ? tags : greek;
     size_t count = kind == pass_tags ? 2 : 29;
-    for (size_t i = 0; text[i]; i += text[i] == 2 ? 3 : text[i] == 5 ? 6 : 1)
+    for (size_t i = 0; text[i]; i += item_size(text[i]))
         for (size_t w = 0; w < count; w++)
             if (strncasecmp(text + i, words[w], strlen(words[w])) == 0) return (long)i;
     return -1;
@@ -73,16 +59,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::string text = fuzz_rest(in);
 
     const size_t guard_size = 32;
-    const unsigned char guard_byte = 0xC5;
-    std::vector<char> buffer(capacity + guard_size, (char)guard_byte);
+    const char guard_byte = (char)0xC5;
+    std::vector<char> buffer(capacity + guard_size, guard_byte);
     memset(buffer.data(), fill, capacity);
     memcpy(buffer.data(), text.data(), std::min(text.size(), capacity));
     if (text.size() < capacity) buffer[text.size()] = 0;
     char *t = buffer.data();
     run_pass(kind, depth, raise, scale, t, capacity);
     for (size_t g = 0; g < guard_size; g++)
-        FUZZ_CHECK((unsigned char)t[capacity + g] == guard_byte, "pass %d wrote guard byte %zu (capacity %zu)",
-                   kind, g, capacity);
+        FUZZ_CHECK(t[capacity + g] == guard_byte, "pass %d wrote guard byte %zu (capacity %zu)", kind, g, capacity);
     size_t end = item_walk_end(t, capacity);
     FUZZ_CHECK(end < capacity, "pass %d: the compiled items run past the capacity %zu", kind, capacity);
     FUZZ_CHECK(std::isfinite(textwidth(t)), "width %g", textwidth(t));
@@ -103,9 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         FUZZ_CHECK(end == roomy_length && memcmp(t, roomy.data(), end) == 0,
                    "pass %d: capacity %zu gives %zu bytes, a roomy buffer %zu", kind, capacity, end, roomy_length);
     bool plain = text.find_first_of(std::string("\0\2\5", 3)) == std::string::npos;   // no items, no terminator
-    if ((kind == pass_greek || kind == pass_tags) && plain) {
-        long left = leftover_markup(roomy.data(), kind);
-        FUZZ_CHECK(left < 0, "pass %d left markup at byte %ld", kind, left);
-    }
+    long left = (kind == pass_greek || kind == pass_tags) && plain ? leftover_markup(roomy.data(), kind) : -1;
+    FUZZ_CHECK(left < 0, "pass %d left markup at byte %ld", kind, left);
     return 0;
 }

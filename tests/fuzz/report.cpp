@@ -5,18 +5,12 @@
 // match it. END is never sent at the bottom (that is a defined fatal exit), and every input
 // ends back at the bottom record.
 #include <deque>
-#include <vector>
 
 #include "Morvane/report.h"
 #include "fuzz_input.h"
 
 struct model_record {
-    int type;
-    const char *source;
-    int line;
-    std::string message;
-    bool has_message, owned;
-    double value, total;
+    int type; const char *source; int line; std::string message; bool has_message, owned; double value, total;
 };
 static std::vector<model_record> model;   // the stack as it must be
 static std::vector<std::string> seen;     // what the handler was handed
@@ -42,7 +36,6 @@ static int quiet_handler(report_record *r) {
 }
 
 static const char *const sources[] = {"fentra", "Morvane/gfx_opengl", "Morvane/bitmapfonts"};
-static const char closing_message[] = "";
 
 static void expect_seen(const model_record &m, const char *what) {
     FUZZ_CHECK(seen.size() == 1 && seen[0] == describe(m, false), "%s: handed %zu records, the first %s, expected %s",
@@ -86,9 +79,8 @@ static void report(int type, const char *source, int line, const char *message, 
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     report_handler = quiet_handler;
-    report_inner(sources[0], 1, REPORT_MESSAGE, closing_message, 0);   // creates the stack
-    model.push_back({REPORT_MESSAGE, sources[0], 1, closing_message, true, false, 0, 0});
-    seen.clear();
+    model.push_back(blank);
+    report(REPORT_MESSAGE, sources[0], 1, "", 0);   // creates the stack
     return 0;
 }
 
@@ -99,38 +91,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::deque<std::string> texts;   // messages handed over without a copy must outlive their records
     for (int line = 1; in.size > 0; line++) {
         uint8_t op = fuzz_get<uint8_t>(in);
-        const char *source = sources[(op >> 4) % 3], *message = nullptr;
-        int copy = (op >> 6) & 1;
-        if (!(op & 0x80) && (op % op_count <= op_question)) message = texts.emplace_back(fuzz_string(in, 24)).c_str();
+        int kind = op % op_count;
+        const char *message = nullptr;
+        if (!(op & 0x80) && kind <= op_question) message = texts.emplace_back(fuzz_string(in, 24)).c_str();
         static const int types[] = {REPORT_MESSAGE, REPORT_BEGIN, REPORT_END, REPORT_WARNING, REPORT_QUESTION};
-        if (op % op_count == op_question) next_answer = fuzz_get<uint8_t>(in) & 1;
-        switch (op % op_count) {
-        case op_end:
-            if (model.size() > 1) end_block(line);
-            break;
-        case op_message: case op_begin: case op_warning: case op_question:
-            report(types[op % op_count], source, line, message, copy);
-            break;
-        default: {   // progress: on the top record, or on the one below when the top has no message
-            seen.clear();
-            size_t index = model.size() >= 2 && !model.back().has_message ? model.size() - 2 : model.size() - 1;
-            model_record &current = model[index];
-            current.type = REPORT_PROGRESS;
-            double a = fuzz_get<int16_t>(in) / 8.0, b = fuzz_get<int16_t>(in) / 8.0;
-            if (op % op_count == op_touch) {
-                FUZZ_CHECK(progress_touch() == report_stack_record((unsigned)index), "progress_touch gave another record");
-                FUZZ_CHECK(seen.empty(), "progress_touch called the handler");
-            } else {
-                if (op % op_count == op_set) progress_set(a), current.value = a;
-                else if (op % op_count == op_set2) progress_set2(a, b), current.value = a, current.total = b;
-                else progress_add(a), current.value += a;
-                expect_seen(current, "progress");
-            }
-            expect_stack("progress");
-        }
-        }
+        if (kind == op_question) next_answer = fuzz_get<uint8_t>(in) & 1;
+        if (kind == op_end && model.size() > 1) end_block(line);
+        if (kind <= op_question && kind != op_end) report(types[kind], sources[(op >> 4) % 3], line, message, (op >> 6) & 1);
+        if (kind <= op_question) continue;
+        // progress: on the top record, or on the one below when the top has no message
+        seen.clear();
+        size_t index = model.size() >= 2 && !model.back().has_message ? model.size() - 2 : model.size() - 1;
+        model_record &current = model[index];
+        current.type = REPORT_PROGRESS;
+        double a = fuzz_get<int16_t>(in) / 8.0, b = fuzz_get<int16_t>(in) / 8.0;
+        if (kind == op_touch)
+            FUZZ_CHECK(progress_touch() == report_stack_record((unsigned)index) && seen.empty(),
+                       "progress_touch gave another record, or called the handler");
+        else if (kind == op_set) progress_set(a), current.value = a;
+        else if (kind == op_set2) progress_set2(a, b), current.value = a, current.total = b;
+        else progress_add(a), current.value += a;
+        if (kind != op_touch) expect_seen(current, "progress");
+        expect_stack("progress");
     }
     while (model.size() > 1) end_block(0);
-    report(REPORT_MESSAGE, sources[0], 1, closing_message, 0);   // a bottom message that outlives the texts
+    report(REPORT_MESSAGE, sources[0], 1, "", 0);   // a bottom message that outlives the texts
     return 0;
 }
