@@ -22,8 +22,7 @@ static uint32_t get(const unsigned char *p, int bytes) {   // little-endian, 2 o
 
 // The stride by its definition: three bytes a pixel plus three, rounded down to a multiple of 4.
 static int64_t expected_stride(int64_t width) {
-    int64_t v = width * 3 + 3;
-    return (v >= 0 ? v / 4 : -((-v + 3) / 4)) * 4;
+    return ((width * 3 + 3) >> 2) * 4;   // an arithmetic shift: rounds down also below zero
 }
 
 static void check_header(const unsigned char *h, int width, int height, const char *what) {

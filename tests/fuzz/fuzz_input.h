@@ -18,10 +18,7 @@
 #include <string>
 #include <vector>
 
-struct fuzz_input {
-    const uint8_t *data;
-    size_t size;
-};
+struct fuzz_input { const uint8_t *data; size_t size; };
 
 // The next n bytes, or all that are left.
 inline std::string fuzz_bytes(fuzz_input &in, size_t n) {

@@ -58,9 +58,8 @@ static std::string generate(fuzz_input &in, std::vector<element> &table) {
     std::vector<std::string> tokens;
     size_t lines = fuzz_get<uint16_t>(in) % 620;
     for (size_t line = 0; line < lines && in.size > 0; line++) {
-        table.push_back({name_text(in), {0, 0, 0}});
-        tokens.push_back(table.back().name);
-        table.back().name.resize(std::min<size_t>(table.back().name.size(), 15));
+        tokens.push_back(name_text(in));
+        table.push_back({tokens.back().substr(0, 15), {0, 0, 0}});   // the reader keeps 15 bytes
         uint8_t shape = fuzz_get<uint8_t>(in);
         for (int f = 0; f < (shape < 200 ? 3 : shape % 4); f++) {
             tokens.push_back(number_text(in));

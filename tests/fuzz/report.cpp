@@ -15,7 +15,6 @@ struct model_record {
 static std::vector<model_record> model;   // the stack as it must be
 static std::vector<std::string> seen;     // what the handler was handed
 static unsigned char next_answer;
-static const model_record blank = {0, nullptr, 0, "", false, false, 0, 0};
 
 // A record as text, its ownership only when asked for (the handler's copy has none to compare).
 static std::string describe(const model_record &r, bool owned) {
@@ -58,7 +57,7 @@ static void end_block(int line) {
     model.pop_back();
     model.back().type = REPORT_END;
     expect_seen(model.back(), "END");
-    model.back() = blank;
+    model.back() = model_record{};
     expect_stack("END");
 }
 
@@ -71,7 +70,7 @@ static void report(int type, const char *source, int line, const char *message, 
     if (top.owned) top.has_message = false, top.message.clear(), top.owned = false;   // released at every report
     expect_seen(made, "report");
     if (type == REPORT_MESSAGE || type == REPORT_BEGIN) top = made;
-    if (type == REPORT_BEGIN) model.push_back(blank);
+    if (type == REPORT_BEGIN) model.push_back(model_record{});
     int expected_answer = type == REPORT_QUESTION ? next_answer : 0;
     FUZZ_CHECK(answer == expected_answer, "type %d returned %d, expected %d", type, answer, expected_answer);
     expect_stack("report");
@@ -79,7 +78,7 @@ static void report(int type, const char *source, int line, const char *message, 
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     report_handler = quiet_handler;
-    model.push_back(blank);
+    model.push_back(model_record{});
     report(REPORT_MESSAGE, sources[0], 1, "", 0);   // creates the stack
     return 0;
 }
