@@ -13,8 +13,7 @@ start_fentra() {
     cd "$work" || fail "no work directory"
     timeout -k 5 "$2" ./fentra > out.txt 2>&1 &
     pid=$!
-    local wid
-    wid=$(timeout 20 xdotool search --sync --onlyvisible --class fentra | head -1)
+    local wid=$(timeout 20 xdotool search --sync --onlyvisible --class fentra | head -1)
     [ -n "$wid" ] || fail "no window"
     timeout 5 xdotool windowfocus --sync "$wid" > /dev/null 2>&1
     sleep 0.5
@@ -55,9 +54,7 @@ screenshot() {
 
 quit_fentra() {
     xdotool keydown q sleep 0.2 keyup q
-    wait "$pid"
-    local status=$?
-    [ "$status" -eq 0 ] || fail "exit status $status: $(tail -15 out.txt)"
+    wait "$pid" || fail "exit status $?: $(tail -15 out.txt)"
 }
 
 # ---- Reading pictures: $pic has $W x $H pixels, its top row at byte $top and $step bytes from
