@@ -13,10 +13,10 @@ namespace {
 const int window_width = 640, window_height = 480;
 // The carried fonts loaded; the first one loaded stays current.
 ::testing::Environment *const gl_window =
-    ::testing::AddGlobalTestEnvironment(new views_gl::window(window_width, window_height, false));
+    ::testing::AddGlobalTestEnvironment(new views_gl::window(window_width, window_height, views_gl::fonts_first));
 
 TEST(TextGl, SceneMatchesItsReferencePicture) {
-    views_gl::clear_screen(0);
+    views_gl::clear_screen();
     overlay_begin();   // the box of a boxed text is drawn in the caller's projection
     std::string glyphs;   // the printable codes, 32 to a line
     for (int c = 33; c < 127; c++) glyphs += std::string(1, (char)c) + (c % 32 == 0 ? "\n" : "");

@@ -21,11 +21,8 @@ static const screen_rect three_monitors[] = {{0, 0, 1920, 1080}, {1920, 0, 3200,
 
 TEST(placement, areas_by_mode_argument_and_frame)
 {
-    const struct {
-        const char *what;
-        int mode, arg, windowed, pointer_x, pointer_y, frame, caption;
-        int x, y, w, h, outer_w, outer_h;
-    } cases[] = {
+    const struct { const char *what; int mode, arg, windowed, pointer_x, pointer_y, frame, caption;
+                   int x, y, w, h, outer_w, outer_h; } cases[] = {
         {"primary screen", 0, 0, 0, 0, 0, 0, 0, 0, 0, 1920, 1080, 1920, 1080},
         {"monitor 3", 0, 3, 0, 0, 0, 0, 0, -800, 200, 800, 600, 800, 600},
         {"monitor 5 of 3 falls back to 1", 0, 5, 0, 0, 0, 0, 0, 0, 0, 1920, 1080, 1920, 1080},
@@ -183,7 +180,7 @@ TEST(screenshot, file_names)
 static std::string file_text(const std::string &name)
 {
     std::ifstream in(name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 // The converter found on PATH: "magick" before "convert", else none and the BMP stays, quietly.
@@ -196,12 +193,12 @@ TEST(screenshot, converts_with_magick_else_convert_else_keeps_the_bmp)
     for (const auto &r : rows) {
         char tmpl[] = "/tmp/gfx_bmp_XXXXXX";
         const std::string dir = mkdtemp(tmpl), stem = dir + "/a\"b $(touch pwned) `touch pwned2` 'c'";
-        for (const char *stub : r.stubs) {
-            if (!stub) continue;
-            std::ofstream(dir + "/" + stub) << "#!/bin/sh\nprintf '%s\\n' \"${0##*/}\" \"$@\" > '" << dir
-                                            << "/args.txt'\n/bin/cp \"$3\" \"$4\"\n";
-            chmod((dir + "/" + stub).c_str(), 0755);
-        }
+        for (const char *stub : r.stubs)
+            if (stub) {
+                std::ofstream(dir + "/" + stub) << "#!/bin/sh\nprintf '%s\\n' \"${0##*/}\" \"$@\" > '" << dir
+                                                << "/args.txt'\n/bin/cp \"$3\" \"$4\"\n";
+                chmod((dir + "/" + stub).c_str(), 0755);
+            }
         unsigned char pixels[4] = {9, 8, 7, 0};
         setenv("PATH", dir.c_str(), 1);
         write_bmp(pixels, 1, 1, (stem + ".bmp").c_str(), 1);

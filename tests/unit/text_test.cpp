@@ -86,8 +86,7 @@ std::vector<unsigned char> block(int width, int height) {
 }
 
 struct TextFonts : ::testing::Test {
-    BitmapFont *caption = register_test_font(
-        "captionfont", {data_captionfont_fnt, data_captionfont_fnt + data_captionfont_fnt_size});
+    BitmapFont *caption = register_test_font("captionfont", {data_captionfont_fnt, data_captionfont_fnt + data_captionfont_fnt_size});
     BitmapFont *big = register_test_font("ncgibig", block(8, 8));
     BitmapFont *small = register_test_font("ncgismall", block(3, 5));
     void TearDown() override { text_shader_program = 0; reset_test_fonts(); }
