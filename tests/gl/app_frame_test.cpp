@@ -32,12 +32,7 @@ static double counting_clock() { return clock_reading += 1.0 / 256; }   // sums 
 
 // The keys held from now on reach the program through a pump, as in a run; then one frame
 // runs. Returns what it returned (1 = quit).
-static int frame(const std::vector<int> &keys = {})
-{
-    set_held(keys);
-    pump_events();
-    return run_frame();
-}
+static int frame(const std::vector<int> &keys = {}) { return set_held(keys), pump_events(), run_frame(); }
 
 static testing::Environment *const environment = testing::AddGlobalTestEnvironment(
     new views_gl::window(640, 480, views_gl::program, [] {
@@ -58,14 +53,9 @@ struct Frame : testing::Test {
     }
 };
 
-// What a frame leaves: the kind of beam it made, restarts, KORA on, the beam made for KORA, speed.
-static std::tuple<int, int, bool, bool, double> outcome()
-{
-    return {last_frame.beam_kind, last_frame.restarts, sim.kora_lattice, sim.beam_made_for_kora, sim.simulation_speed};
-}
-
 TEST_F(Frame, KoraKeepsTheBeamOneFrameThenMakesItsKVBeamAndLeavingSetsSpeedOne)
 {
+    // After each key: the kind of beam made, restarts, KORA on, the beam made for KORA, the speed.
     const struct { int key; std::tuple<int, int, bool, bool, double> outcome; } steps[] = {
         {'I', {beam_none, 0, true, false, 1}},     // KORA is current from the end of the frame
         {0, {beam_kv, 1, true, true, 1}},
@@ -74,7 +64,8 @@ TEST_F(Frame, KoraKeepsTheBeamOneFrameThenMakesItsKVBeamAndLeavingSetsSpeedOne)
     };
     for (const auto &s : steps) {
         frame(s.key ? std::vector<int>{s.key} : std::vector<int>{});
-        EXPECT_EQ(outcome(), s.outcome) << "key " << s.key;
+        EXPECT_EQ(std::make_tuple(last_frame.beam_kind, last_frame.restarts, sim.kora_lattice, sim.beam_made_for_kora,
+                                  sim.simulation_speed), s.outcome) << "key " << s.key;
     }
 }
 
@@ -140,10 +131,8 @@ TEST_F(Frame, ScenesMatchTheirReferencePictures)
     EXPECT_TRUE(matches_reference("scene_kora", saved_frame({}), 640, 480));
 
     SetUp();
-    for (int k = 0; k < 3; k++) {
-        spark s = {-80.0 + 80 * k, -40.0 + 30 * k, 3.0 * k, -2.0, k};   // from the centre, pixels
+    for (spark s : {spark{-80, -40, 0, -2, 0}, {0, -10, 3, -2, 1}, {80, 20, 6, -2, 2}})   // from the centre, pixels
         growarray_append(&sim.spark_list, &s);
-    }
     frame({'5', VK_RIGHT});
     EXPECT_TRUE(matches_reference("scene_sparks", saved_frame({'5', '7', '9', '3', '0'}), 640, 480));
 }

@@ -19,10 +19,8 @@ static int pixels_of(unsigned colour, int x0, int y0, int x1, int y1)
     std::vector<unsigned char> rows = read_back_buffer(screen_width, screen_height);
     int n = 0;
     for (int y = y0; y <= y1; y++)
-        for (int x = x0; x <= x1; x++) {
-            const unsigned char *p = &rows[((size_t)y * screen_width + x) * 3];
+        for (const unsigned char *p = &rows[((size_t)y * screen_width + x0) * 3], *end = p + 3 * (x1 - x0 + 1); p < end; p += 3)
             n += (unsigned)(p[0] << 16 | p[1] << 8 | p[2]) == colour;
-        }
     return n;
 }
 

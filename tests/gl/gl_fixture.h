@@ -47,14 +47,13 @@ struct window : ::testing::Environment {
         if (kind == program) windowed = 1, allocate_particles(), texture_unsized_formats = 1;
         ASSERT_EQ(graphics_open(width, height, "test", nullptr), 1);
         report_message_box = nullptr;   // a fatal error prints, never waits for a box
-        if (kind == program) return start_program();
-        loadfontdata(data_captionfont_fnt, data_captionfont_fnt_size, "captionfont");
-        loadfontdata(data_ncgibig_fnt, data_ncgibig_fnt_size, "ncgibig");
-        loadfontdata(data_ncgismall_fnt, data_ncgismall_fnt_size, "ncgismall");
-        if (kind == fonts_default) selectdefaultfont();
-    }
-    void start_program()
-    {
+        if (kind != program) {
+            loadfontdata(data_captionfont_fnt, data_captionfont_fnt_size, "captionfont");
+            loadfontdata(data_ncgibig_fnt, data_ncgibig_fnt_size, "ncgibig");
+            loadfontdata(data_ncgismall_fnt, data_ncgismall_fnt_size, "ncgismall");
+            if (kind == fonts_default) selectdefaultfont();
+            return;
+        }
         start_simulation();
         // Test programs running side by side share the directory of "kora_sp.txt": the table
         // is read again from a file of this process's own.

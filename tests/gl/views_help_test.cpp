@@ -26,8 +26,7 @@ static int scripted_pump()
     int quit = pump_events();
     keys k = pumps < script.size() ? script[pumps] : keys{false, true};
     pumps++;
-    key_state[VK_F1] = k.f1 ? 0x80 : 0;
-    key_state[VK_SPACE] = k.space ? 0x80 : 0;
+    key_state[VK_F1] = k.f1 ? 0x80 : 0, key_state[VK_SPACE] = k.space ? 0x80 : 0;
     return quit;
 }
 
@@ -58,12 +57,9 @@ TEST(help_screen, returns_on_space_only_after_f1_is_released_or_when_the_window_
             ASSERT_EQ(graphics_open(640, 540, "views test", nullptr), 1);
         }
         script = c.steps, pumps = 0, close_at = c.close_at;
-        memset(key_state_previous, 0, sizeof key_state_previous);
-        memset(key_state, 0, sizeof key_state);
+        memset(key_state_previous, 0, sizeof key_state_previous), memset(key_state, 0, sizeof key_state);
         key_state[VK_F1] = 0x80;   // entered as the frame does: F1 just pressed
-        help_pump = scripted_pump;
-        help_screen();
-        help_pump = pump_events;
+        help_pump = scripted_pump, help_screen(), help_pump = pump_events;
         // Closed: quit is asked for; else Space is newly pressed for the frame.
         EXPECT_EQ(std::make_tuple(pumps, quit_requested != 0, key_pressed(VK_SPACE) != 0),
                   std::make_tuple(c.pumps, c.close_at != ~0u, c.close_at == ~0u)) << c.name;
