@@ -12,22 +12,18 @@
 #include <cstring>
 #include <deque>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <tuple>
 
 static unsigned char held_keys[256];
 static std::deque<std::vector<int>> queued_snapshots;   // taken one a pump before held_keys
 
-static void set_held(const std::vector<int> &keys)
-{
-    memset(held_keys, 0, sizeof held_keys);
-    for (int k : keys) held_keys[k] = 0x80;
-}
+static void set_held(const std::vector<int> &keys) { memset(held_keys, 0, 256); for (int k : keys) held_keys[k] = 0x80; }
 
 static void scripted_keyboard(unsigned char snapshot[256])
 {
-    if (!queued_snapshots.empty()) {
-        set_held(queued_snapshots.front());
-        queued_snapshots.pop_front();
-    }
+    if (!queued_snapshots.empty()) set_held(queued_snapshots.front()), queued_snapshots.pop_front();
     memcpy(snapshot, held_keys, 256);
 }
 
@@ -36,15 +32,10 @@ static double counting_clock() { return clock_reading += 1.0 / 256; }   // sums 
 
 // The keys held from now on reach the program through a pump, as in a run; then one frame
 // runs. Returns what it returned (1 = quit).
-static int frame(const std::vector<int> &keys = {})
-{
-    set_held(keys);
-    pump_events();
-    return run_frame();
-}
+static int frame(const std::vector<int> &keys = {}) { return set_held(keys), pump_events(), run_frame(); }
 
 static testing::Environment *const environment = testing::AddGlobalTestEnvironment(
-    new app_window_environment(640, 480, [] {
+    new views_gl::window(640, 480, views_gl::program, [] {
         keyboard_snapshot_source = scripted_keyboard;
         time_now = counting_clock;
     }));
@@ -64,35 +55,31 @@ struct Frame : testing::Test {
 
 TEST_F(Frame, KoraKeepsTheBeamOneFrameThenMakesItsKVBeamAndLeavingSetsSpeedOne)
 {
-    frame({'I'});
-    EXPECT_EQ(last_frame.beam_kind, beam_none);
-    EXPECT_TRUE(sim.kora_lattice) << "current from the end of the frame";
-    EXPECT_FALSE(sim.beam_made_for_kora);
-    frame();
-    EXPECT_EQ(last_frame.beam_kind, beam_kv);
-    EXPECT_EQ(last_frame.restarts, 1);
-    EXPECT_TRUE(sim.beam_made_for_kora);
-    frame({VK_ADD});
-    EXPECT_EQ(last_frame.beam_kind, beam_none) << "made once only";
-    EXPECT_EQ(sim.simulation_speed, 2);
-    frame({'I'});
-    EXPECT_EQ(sim.simulation_speed, 1) << "leaving KORA";
-    EXPECT_FALSE(sim.kora_lattice);
+    // After each key: the kind of beam made, restarts, KORA on, the beam made for KORA, the speed.
+    const struct { int key; std::tuple<int, int, bool, bool, double> outcome; } steps[] = {
+        {'I', {beam_none, 0, true, false, 1}},     // KORA is current from the end of the frame
+        {0, {beam_kv, 1, true, true, 1}},
+        {VK_ADD, {beam_none, 0, true, true, 2}},   // the beam is made once only
+        {'I', {beam_none, 0, false, true, 1}},     // leaving KORA sets speed one
+    };
+    for (const auto &s : steps) {
+        frame(s.key ? std::vector<int>{s.key} : std::vector<int>{});
+        EXPECT_EQ(std::make_tuple(last_frame.beam_kind, last_frame.restarts, sim.kora_lattice, sim.beam_made_for_kora,
+                                  sim.simulation_speed), s.outcome) << "key " << s.key;
+    }
 }
 
 TEST_F(Frame, KeysForBeamsHelpSlowMotionAndQuitting)
 {
     sim.peak_luminosity = 1e40;
     frame({'G'});
-    EXPECT_EQ(last_frame.beam_kind, beam_gaussian);
-    EXPECT_EQ(last_frame.restarts, 1);
+    EXPECT_EQ(std::make_tuple(last_frame.beam_kind, last_frame.restarts, sim.peak_luminosity),
+              std::make_tuple((int)beam_gaussian, 1, last_frame.luminosity)) << "the peak restarts";
     EXPECT_EQ(sim.ring_position, 1e-6 + sim.step_length) << "restarted at 1e-6, then one step";
-    EXPECT_EQ(sim.peak_luminosity, last_frame.luminosity) << "the peak restarts";
     // The help screen's pumps: F1 still down, then up, then Space, which makes a beam.
     queued_snapshots = {{VK_F1}, {}, {VK_SPACE}};
-    EXPECT_EQ(frame({VK_F1}), 0);
-    EXPECT_TRUE(queued_snapshots.empty());
-    EXPECT_EQ(last_frame.beam_kind, beam_game);
+    int quit = frame({VK_F1});
+    EXPECT_EQ(std::make_tuple(quit, queued_snapshots.empty(), last_frame.beam_kind), std::make_tuple(0, true, (int)beam_game));
 
     // Readings are 1/256 s apart: the step is 1024 m for each reading the frame took, with no
     // limit outside KORA.
@@ -114,17 +101,16 @@ static std::vector<unsigned char> saved_frame(std::vector<int> keys)
     frame(keys);
     setenv("PATH", path.c_str(), 1);
     EXPECT_EQ(last_frame.screenshot, 1);
-    std::vector<unsigned char> rgb((size_t)640 * 480 * 3);
-    for (const auto &e : std::filesystem::directory_iterator(".")) {
-        if (!e.path().filename().string().starts_with("Fentra_")) continue;
-        std::vector<unsigned char> bmp(std::filesystem::file_size(e.path()));
-        FILE *f = fopen(e.path().c_str(), "rb");
-        EXPECT_EQ(fread(bmp.data(), 1, bmp.size(), f), 54 + rgb.size()) << "640 x 480, 24 bits";
-        fclose(f);
-        std::filesystem::remove(e.path());
-        for (size_t i = 0; i < rgb.size() && bmp.size() == 54 + rgb.size(); i++)   // BGR, bottom up
-            rgb[i] = bmp[54 + ((479 - i / 1920) * 640 + i % 1920 / 3) * 3 + 2 - i % 3];
-    }
+    std::vector<unsigned char> bmp, rgb((size_t)640 * 480 * 3);
+    for (const auto &e : std::filesystem::directory_iterator("."))
+        if (e.path().filename().string().starts_with("Fentra_")) {
+            std::ifstream in(e.path(), std::ios::binary);
+            bmp.assign(std::istreambuf_iterator<char>(in), {});
+            std::filesystem::remove(e.path());
+        }
+    EXPECT_EQ(bmp.size(), 54 + rgb.size()) << "640 x 480, 24 bits";
+    for (size_t i = 0; i < rgb.size() && bmp.size() == 54 + rgb.size(); i++)   // BGR, bottom up
+        rgb[i] = bmp[54 + ((479 - i / 1920) * 640 + i % 1920 / 3) * 3 + 2 - i % 3];
     return rgb;
 }
 
@@ -145,10 +131,8 @@ TEST_F(Frame, ScenesMatchTheirReferencePictures)
     EXPECT_TRUE(matches_reference("scene_kora", saved_frame({}), 640, 480));
 
     SetUp();
-    for (int k = 0; k < 3; k++) {
-        spark s = {-80.0 + 80 * k, -40.0 + 30 * k, 3.0 * k, -2.0, k};   // from the centre, pixels
+    for (spark s : {spark{-80, -40, 0, -2, 0}, {0, -10, 3, -2, 1}, {80, 20, 6, -2, 2}})   // from the centre, pixels
         growarray_append(&sim.spark_list, &s);
-    }
     frame({'5', VK_RIGHT});
     EXPECT_TRUE(matches_reference("scene_sparks", saved_frame({'5', '7', '9', '3', '0'}), 640, 480));
 }

@@ -10,24 +10,11 @@
 #include <cstdio>
 #include <cstdlib>
 
-static int print_record(report_record *r)
-{
-    fprintf(stderr, "%s:%d %s\n", r->source, r->line, r->message ? r->message : "");
-    return 0;
-}
+static int print_record(report_record *r) { return fprintf(stderr, "%s:%d %s\n", r->source, r->line, r->message ? r->message : ""), 0; }
+static void check(bool ok, const char *what) { if (!ok) fprintf(stderr, "check failed: %s\n", what), exit(2); }
 
-static void check(bool ok, const char *what)
-{
-    if (!ok) fprintf(stderr, "check failed: %s\n", what), exit(2);
-}
-
-class open_death : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        GTEST_FLAG_SET(death_test_style, "threadsafe");
-        report_handler = print_record;
-    }
+struct open_death : testing::Test {
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); report_handler = print_record; }
 };
 
 // Each step of creating the window, made to fail where SDL lets it be provoked.
@@ -67,26 +54,20 @@ TEST_F(open_death, zero_sized_choice_returns_zero_and_the_loop_check_fails)
 // changes the display mode until the window is released, and hides the cursor.
 TEST_F(open_death, windowed_and_explicit_resolution_windows)
 {
-    EXPECT_EXIT(
-        {
-            windowed = 1;
-            check(graphics_open(0, 0, "windowed", nullptr) == 1, "did not open");
-            Uint32 flags = SDL_GetWindowFlags(graphics_window());
-            check(!(flags & SDL_WINDOW_BORDERLESS) && (flags & SDL_WINDOW_RESIZABLE), "not a framed window");
-            check(SDL_ShowCursor(SDL_QUERY) == SDL_ENABLE, "cursor hidden");
-            exit(0);
-        },
-        testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(
-        {
-            check(graphics_open(1024, 768, "explicit", nullptr) == 1 && screen_width == 1024, "did not open");
-            SDL_Window *window = graphics_window();
-            check(SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN, "no mode change");
-            check(SDL_ShowCursor(SDL_QUERY) == SDL_DISABLE, "cursor shown");
-            graphics_close();
-            check(!(SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN), "the desktop mode was not restored");
-            check(SDL_GL_GetCurrentContext() == nullptr, "context still current");
-            exit(0);
-        },
-        testing::ExitedWithCode(0), "");
+    for (void (*child)() : {+[] {
+             windowed = 1;
+             check(graphics_open(0, 0, "windowed", nullptr) == 1, "did not open");
+             Uint32 flags = SDL_GetWindowFlags(graphics_window());
+             check(!(flags & SDL_WINDOW_BORDERLESS) && (flags & SDL_WINDOW_RESIZABLE), "not a framed window");
+             check(SDL_ShowCursor(SDL_QUERY) == SDL_ENABLE, "cursor hidden");
+         }, +[] {
+             check(graphics_open(1024, 768, "explicit", nullptr) == 1 && screen_width == 1024, "did not open");
+             SDL_Window *window = graphics_window();
+             check(SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN, "no mode change");
+             check(SDL_ShowCursor(SDL_QUERY) == SDL_DISABLE, "cursor shown");
+             graphics_close();
+             check(!(SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN), "the desktop mode was not restored");
+             check(SDL_GL_GetCurrentContext() == nullptr, "context still current");
+         }})
+        EXPECT_EXIT((child(), exit(0)), testing::ExitedWithCode(0), "");
 }

@@ -10,13 +10,11 @@
 
 namespace {
 
-const int window_width = 640, window_height = 480;
-// The carried fonts loaded; the first one loaded stays current.
-::testing::Environment *const gl_window =
-    ::testing::AddGlobalTestEnvironment(new views_gl::window(window_width, window_height, false));
+// A 640 x 480 window with the carried fonts loaded; the first one loaded stays current.
+::testing::Environment *const gl_window = ::testing::AddGlobalTestEnvironment(new views_gl::window(640, 480, views_gl::fonts_first));
 
 TEST(TextGl, SceneMatchesItsReferencePicture) {
-    views_gl::clear_screen(0);
+    views_gl::clear_screen();
     overlay_begin();   // the box of a boxed text is drawn in the caller's projection
     std::string glyphs;   // the printable codes, 32 to a line
     for (int c = 33; c < 127; c++) glyphs += std::string(1, (char)c) + (c % 32 == 0 ? "\n" : "");
@@ -45,8 +43,7 @@ TEST(TextGl, SceneMatchesItsReferencePicture) {
               std::make_tuple(278.0f, 278.0f, 269.0f, 278.0f, 260.0f, 280.0f));
     printtextboxed(460, 260, "ab", 0x000000, 0x0000FF);   // the box in its colour, the text black on it
     overlay_end();
-    EXPECT_TRUE(matches_reference("text_scene", read_back_buffer(window_width, window_height), window_width,
-                                  window_height));
+    EXPECT_TRUE(matches_reference("text_scene", read_back_buffer(640, 480), 640, 480));
 }
 
 TEST(TextGl, FallbackFontAndSharedTextures) {

@@ -9,12 +9,11 @@
 #include <SDL.h>
 
 #include <cstring>
+#include <tuple>
 
 static ::testing::Environment *const gl_window = ::testing::AddGlobalTestEnvironment(new views_gl::window(640, 540));
 
-struct keys {
-    bool f1, space;   // down after that pump
-};
+struct keys { bool f1, space; };   // down after that pump
 static std::vector<keys> script;
 static unsigned pumps, close_at;
 
@@ -22,16 +21,12 @@ static unsigned pumps, close_at;
 // script Space is held and F1 released, so a wrong loop still ends.
 static int scripted_pump()
 {
-    if (pumps == close_at) {
-        SDL_Event close = {};
-        close.type = SDL_QUIT;
-        SDL_PushEvent(&close);
-    }
+    SDL_Event close = {.type = SDL_QUIT};
+    if (pumps == close_at) SDL_PushEvent(&close);
     int quit = pump_events();
     keys k = pumps < script.size() ? script[pumps] : keys{false, true};
     pumps++;
-    key_state[VK_F1] = k.f1 ? 0x80 : 0;
-    key_state[VK_SPACE] = k.space ? 0x80 : 0;
+    key_state[VK_F1] = k.f1 ? 0x80 : 0, key_state[VK_SPACE] = k.space ? 0x80 : 0;
     return quit;
 }
 
@@ -47,11 +42,8 @@ TEST(help_screen, the_page_matches_its_reference_picture)
 TEST(help_screen, returns_on_space_only_after_f1_is_released_or_when_the_window_closes)
 {
     const keys up = {false, false}, f1 = {true, false}, space = {false, true}, both = {true, true};
-    const struct {
-        const char *name;
-        std::vector<keys> steps;
-        unsigned close_at, pumps;   // the pump that brings a close; pumps until it returns
-    } cases[] = {
+    // close_at: the pump that brings a close; pumps: how many until it returns.
+    const struct { const char *name; std::vector<keys> steps; unsigned close_at, pumps; } cases[] = {
         {"F1 up, then Space", {up, up, space}, ~0u, 3},
         {"Space held with F1 does not count", {both, both, f1, up, space}, ~0u, 5},
         {"Space already down when F1 goes up", {f1, space}, ~0u, 2},
@@ -65,14 +57,11 @@ TEST(help_screen, returns_on_space_only_after_f1_is_released_or_when_the_window_
             ASSERT_EQ(graphics_open(640, 540, "views test", nullptr), 1);
         }
         script = c.steps, pumps = 0, close_at = c.close_at;
-        memset(key_state_previous, 0, sizeof key_state_previous);
-        memset(key_state, 0, sizeof key_state);
+        memset(key_state_previous, 0, sizeof key_state_previous), memset(key_state, 0, sizeof key_state);
         key_state[VK_F1] = 0x80;   // entered as the frame does: F1 just pressed
-        help_pump = scripted_pump;
-        help_screen();
-        help_pump = pump_events;
-        EXPECT_EQ(pumps, c.pumps) << c.name;
-        EXPECT_EQ(quit_requested != 0, c.close_at != ~0u) << c.name;
-        EXPECT_EQ(key_pressed(VK_SPACE), c.close_at == ~0u) << c.name << ": Space newly pressed for the frame";
+        help_pump = scripted_pump, help_screen(), help_pump = pump_events;
+        // Closed: quit is asked for; else Space is newly pressed for the frame.
+        EXPECT_EQ(std::make_tuple(pumps, quit_requested != 0, key_pressed(VK_SPACE) != 0),
+                  std::make_tuple(c.pumps, c.close_at != ~0u, c.close_at == ~0u)) << c.name;
     }
 }

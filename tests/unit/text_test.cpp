@@ -66,8 +66,8 @@ TEST(TextPacking, Shelves) {
         {"gap a quarter of the tallest", {{0, 3, 15}, {2, 13, 15}}, 2048, 13, 8, 16, {{0, 0}, {3, 0}, {8, 0}}},
     };
     for (const shelf_case &c : cases) {
-        BitmapFont f;
-        memset(&f, 0x5A, sizeof f);   // every table entry must be written
+        BitmapFont f;   // every table entry must be written
+        memset(&f, 0x5A, sizeof f);
         std::vector<unsigned char> bytes = font_block(c.glyphs);
         EXPECT_EQ(std::make_tuple(packfontdata(bytes.data(), bytes.size(), c.maxtx, &f), f.lineHeight, f.textureWidth,
                                   f.textureHeight, f.glyphWidth[511]), std::make_tuple((int)c.glyphs.size(), c.line, c.tw, c.th, 0)) << c.name;
@@ -86,8 +86,7 @@ std::vector<unsigned char> block(int width, int height) {
 }
 
 struct TextFonts : ::testing::Test {
-    BitmapFont *caption = register_test_font(
-        "captionfont", {data_captionfont_fnt, data_captionfont_fnt + data_captionfont_fnt_size});
+    BitmapFont *caption = register_test_font("captionfont", {data_captionfont_fnt, data_captionfont_fnt + data_captionfont_fnt_size});
     BitmapFont *big = register_test_font("ncgibig", block(8, 8));
     BitmapFont *small = register_test_font("ncgismall", block(3, 5));
     void TearDown() override { text_shader_program = 0; reset_test_fonts(); }
