@@ -7,7 +7,7 @@
 #include <SDL.h>
 #include <SDL_opengl.h>
 #ifdef __EMSCRIPTEN__
-#include <emscripten.h>
+#include "Morvane/gfx_opengl/web/platform_web.h"
 #endif
 
 // Matches no 0xRRGGBB colour, so the first frame always applies its clear colour.
@@ -53,7 +53,7 @@ void end_frame_twice(unsigned colour)
 void pace_frame(double frame_start)
 {
     double left = 0.012 - (time_now() - frame_start);
-    if (left >= 0.001) emscripten_sleep((unsigned)(left * 1000));
+    if (left >= 0.001) wait_in_browser((unsigned)(left * 1000));
     while (time_now() - frame_start < 0.012) {
     }
 }

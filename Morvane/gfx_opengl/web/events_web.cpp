@@ -40,6 +40,7 @@ static struct {
     int count;
     unsigned char down[SDL_NUM_SCANCODES];   // keys held, by scancode
     bool handlers_installed;
+    bool waited;                             // the browser had the page since the last pump
 } events;
 
 static void enqueue(const page_event &e)
@@ -273,8 +274,10 @@ int pump_events()
 {
     mouse_buttons_previous = mouse_buttons;
     mouse_buttons &= ~0x0Cu;   // the wheel bits last one frame
-    // The browser runs the handlers and shows the canvas only while the program waits.
-    emscripten_sleep(0);
+    // The browser runs the handlers and shows the canvas only while the program waits: once
+    // between two pumps is enough (a frame's pacing may have waited already).
+    if (!events.waited) emscripten_sleep(0);
+    events.waited = false;
     for (int i = 0; i < events.count; i++) window_procedure(events.queue[i]);
     events.count = 0;
 
@@ -285,6 +288,12 @@ int pump_events()
         keyboard_snapshot(events.down, SDL_NUM_SCANCODES, mouse_raw_buttons);
     }
     return quit_requested;
+}
+
+void wait_in_browser(unsigned ms)
+{
+    emscripten_sleep(ms);
+    events.waited = true;
 }
 
 // Touches arrive as mouse events: there are no gesture entry points to look up.

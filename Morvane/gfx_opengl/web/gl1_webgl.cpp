@@ -2,11 +2,13 @@
 // pipeline): immediate mode and client arrays become vertex streams drawn by one shader pair;
 // the matrix stacks, the current colour and texture coordinate, the enables, blending, scissor,
 // depth, point size and the attribute stack are kept here and handed to WebGL at each draw.
-// Textures keep a copy of every level, so the layer can read them back as GL 1.x does. The
-// frame is drawn into an off-screen back buffer and copied to the canvas at the swap.
+// Textures keep a copy of every level, so the layer can read them back as GL 1.x does. Frames
+// are drawn into two off-screen buffers in turn: the swap makes the back buffer the front one,
+// which the page copies to the canvas once per display frame.
 #include "Morvane/gfx_opengl/web/gl1_webgl.h"
 
 #include <GL/gl.h>
+#include <emscripten.h>
 #include <emscripten/html5.h>
 
 #include <cmath>
@@ -27,10 +29,6 @@
 #define GL_RENDERBUFFER 0x8D41
 #define GL_COLOR_ATTACHMENT0 0x8CE0
 #define GL_DEPTH_ATTACHMENT 0x8D00
-#endif
-#ifndef GL_READ_FRAMEBUFFER
-#define GL_READ_FRAMEBUFFER 0x8CA8
-#define GL_DRAW_FRAMEBUFFER 0x8CA9
 #endif
 #ifndef GL_DEPTH_COMPONENT24
 #define GL_DEPTH_COMPONENT24 0x81A6
@@ -64,8 +62,6 @@ void emscripten_glBindTexture(GLenum, GLuint);
 void emscripten_glBindVertexArray(GLuint);
 void emscripten_glBlendEquation(GLenum);
 void emscripten_glBlendFuncSeparate(GLenum, GLenum, GLenum, GLenum);
-void emscripten_glBlitFramebuffer(GLint, GLint, GLint, GLint, GLint, GLint, GLint, GLint,
-                                  GLbitfield, GLenum);
 void emscripten_glBufferData(GLenum, long, const void *, GLenum);
 void emscripten_glClear(GLbitfield);
 void emscripten_glClearColor(GLfloat, GLfloat, GLfloat, GLfloat);
@@ -158,7 +154,8 @@ struct client_array {
 static struct {
     bool open;
     int width, height;                  // of the back buffer
-    GLuint framebuffer, colour_buffer, depth_buffer;
+    GLuint framebuffer[2], colour_buffer[2], depth_buffer[2];
+    int back;                           // the buffer drawn into; the other is the front
     GLuint program, vertex_buffer, vertex_array;
     GLint u_matrix, u_point_size, u_points, u_viewport, u_textured, u_lod_bias, u_texture;
 
@@ -254,18 +251,52 @@ static GLuint compile(GLenum kind, const char *source)
     return shader;
 }
 
-static void make_back_buffer()
+static void make_buffers()
 {
-    emscripten_glBindRenderbuffer(GL_RENDERBUFFER, gl1.colour_buffer);
-    emscripten_glRenderbufferStorage(GL_RENDERBUFFER, GL_RGB8, gl1.width, gl1.height);
-    emscripten_glBindRenderbuffer(GL_RENDERBUFFER, gl1.depth_buffer);
-    emscripten_glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, gl1.width, gl1.height);
-    emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer);
-    emscripten_glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER,
-                                         gl1.colour_buffer);
-    emscripten_glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER,
-                                         gl1.depth_buffer);
+    for (int i = 0; i < 2; i++) {
+        emscripten_glBindRenderbuffer(GL_RENDERBUFFER, gl1.colour_buffer[i]);
+        emscripten_glRenderbufferStorage(GL_RENDERBUFFER, GL_RGB8, gl1.width, gl1.height);
+        emscripten_glBindRenderbuffer(GL_RENDERBUFFER, gl1.depth_buffer[i]);
+        emscripten_glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, gl1.width, gl1.height);
+        emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[i]);
+        emscripten_glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER,
+                                             gl1.colour_buffer[i]);
+        emscripten_glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER,
+                                             gl1.depth_buffer[i]);
+    }
+    emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[gl1.back]);
 }
+
+// clang-format off
+// Once per display frame, a front buffer newer than the canvas is copied to it; the program's
+// bindings are put back, as it may be between two draws. (Copying at every swap makes the
+// browser publish the canvas more often than it can show it: on a CPU renderer the page then
+// showed a fifth of the frames it shows this way.) The program is waiting whenever the copy
+// runs, with its last frame complete in the front buffer. Module.shown_times, when a benchmark
+// sets it to an array, receives the time of each copy.
+EM_JS(void, page_front_buffer, (int front, int back, int width, int height), {
+    const gl = GLctx;
+    Module.gl1_front = { read: GL.framebuffers[front], back: GL.framebuffers[back], width: width, height: height };
+    if (Module.gl1_copying) return;
+    Module.gl1_copying = true;
+    const copy = () => {
+        const f = Module.gl1_front;
+        if (f) {
+            const scissor = gl.isEnabled(gl.SCISSOR_TEST);
+            gl.disable(gl.SCISSOR_TEST);
+            gl.bindFramebuffer(gl.READ_FRAMEBUFFER, f.read);
+            gl.bindFramebuffer(gl.DRAW_FRAMEBUFFER, null);
+            gl.blitFramebuffer(0, 0, f.width, f.height, 0, 0, f.width, f.height, gl.COLOR_BUFFER_BIT, gl.NEAREST);
+            gl.bindFramebuffer(gl.FRAMEBUFFER, f.back);
+            if (scissor) gl.enable(gl.SCISSOR_TEST);
+            Module.gl1_front = null;
+            if (Module.shown_times) Module.shown_times.push(performance.now());
+        }
+        requestAnimationFrame(copy);
+    };
+    requestAnimationFrame(copy);
+});
+// clang-format on
 
 bool gl1_open(const char *canvas_selector, int width, int height)
 {
@@ -311,12 +342,12 @@ bool gl1_open(const char *canvas_selector, int width, int height)
     emscripten_glVertexAttribPointer(2, 2, GL_FLOAT, GL_FALSE, stride, (void *)offsetof(gl1_vertex, s));
     for (int i = 0; i < 3; i++) emscripten_glEnableVertexAttribArray((GLuint)i);
 
-    emscripten_glGenFramebuffers(1, &gl1.framebuffer);
-    emscripten_glGenRenderbuffers(1, &gl1.colour_buffer);
-    emscripten_glGenRenderbuffers(1, &gl1.depth_buffer);
+    emscripten_glGenFramebuffers(2, gl1.framebuffer);
+    emscripten_glGenRenderbuffers(2, gl1.colour_buffer);
+    emscripten_glGenRenderbuffers(2, gl1.depth_buffer);
     gl1.width = width;
     gl1.height = height;
-    make_back_buffer();
+    make_buffers();
 
     // GL 1.x's initial state.
     gl1_attribs &s = gl1.s;
@@ -342,7 +373,11 @@ bool gl1_open(const char *canvas_selector, int width, int height)
     emscripten_glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     emscripten_glViewport(0, 0, width, height);
     emscripten_glClearColor(0, 0, 0, 0);
-    emscripten_glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    for (int i = 0; i < 2; i++) {
+        emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[i]);
+        emscripten_glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    }
+    emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[gl1.back]);
     gl1.open = true;
     return true;
 }
@@ -352,19 +387,16 @@ void gl1_resize(int width, int height)
     if (!gl1.open || (width == gl1.width && height == gl1.height)) return;
     gl1.width = width;
     gl1.height = height;
-    make_back_buffer();
+    make_buffers();
 }
 
 void gl1_present()
 {
     if (!gl1.open) return;
-    emscripten_glDisable(GL_SCISSOR_TEST);
-    emscripten_glBindFramebuffer(GL_READ_FRAMEBUFFER, gl1.framebuffer);
-    emscripten_glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-    emscripten_glBlitFramebuffer(0, 0, gl1.width, gl1.height, 0, 0, gl1.width, gl1.height,
-                                 GL_COLOR_BUFFER_BIT, GL_NEAREST);
-    emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer);
-    if (gl1.s.scissor_test) emscripten_glEnable(GL_SCISSOR_TEST);
+    int front = gl1.back;
+    gl1.back ^= 1;
+    emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[gl1.back]);
+    page_front_buffer((int)gl1.framebuffer[front], (int)gl1.framebuffer[gl1.back], gl1.width, gl1.height);
 }
 
 // ---------------------------------------------------------------------------------------

@@ -111,7 +111,7 @@ static void show_error_box(const char *caption, const char *text) { page_show_me
 void *SDL_GL_GetProcAddress(const char *proc) { return gl1_proc_address(proc); }
 // The browser paces the page's frames itself: no swap control.
 int SDL_GL_SetSwapInterval(int) { return -1; }
-// The swap: the back buffer goes to the canvas, which the browser shows at the next yield.
+// The swap: the frame goes to the front, for the canvas.
 void SDL_GL_SwapWindow(SDL_Window *)
 {
     gl1_present();
