@@ -296,5 +296,7 @@ void wait_in_browser(unsigned ms)
     events.waited = true;
 }
 
+void browser_had_page() { events.waited = true; }
+
 // Touches arrive as mouse events: there are no gesture entry points to look up.
 void gesture_api_load() {}

@@ -269,11 +269,11 @@ static void make_buffers()
 
 // clang-format off
 // Once per display frame, a front buffer newer than the canvas is copied to it; the program's
-// bindings are put back, as it may be between two draws. (Copying at every swap makes the
-// browser publish the canvas more often than it can show it: on a CPU renderer the page then
-// showed a fifth of the frames it shows this way.) The program is waiting whenever the copy
-// runs, with its last frame complete in the front buffer. Module.shown_times, when a benchmark
-// sets it to an array, receives the time of each copy.
+// bindings are put back, as it may be between two draws. The swap then waits for that copy (at
+// most 1 s): on a CPU renderer, frames drawn faster than the page can show them only take the
+// renderer's time from the ones it shows (measured: a third as many shown). The program is
+// waiting whenever the copy runs, with its last frame complete in the front buffer.
+// Module.shown_times, when a benchmark sets it to an array, receives the time of each copy.
 EM_JS(void, page_front_buffer, (int front, int back, int width, int height), {
     const gl = GLctx;
     Module.gl1_front = { read: GL.framebuffers[front], back: GL.framebuffers[back], width: width, height: height };
@@ -296,6 +296,7 @@ EM_JS(void, page_front_buffer, (int front, int back, int width, int height), {
     };
     requestAnimationFrame(copy);
 });
+EM_JS(int, page_front_waiting, (), { return Module.gl1_front ? 1 : 0; });
 // clang-format on
 
 bool gl1_open(const char *canvas_selector, int width, int height)
@@ -397,6 +398,10 @@ void gl1_present()
     gl1.back ^= 1;
     emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[gl1.back]);
     page_front_buffer((int)gl1.framebuffer[front], (int)gl1.framebuffer[gl1.back], gl1.width, gl1.height);
+    // Waits of a millisecond: the program's end after a wait of another kind would not reach
+    // the page (Module.onExit).
+    double start = emscripten_get_now();
+    while (page_front_waiting() && emscripten_get_now() - start < 1000) emscripten_sleep(1);
 }
 
 // ---------------------------------------------------------------------------------------

@@ -7,8 +7,8 @@
 bool gl1_open(const char *canvas_selector, int width, int height);
 // A new size for the back buffer (its contents are lost, as a resized window's are).
 void gl1_resize(int width, int height);
-// Makes the back buffer the front one, which the page shows on the canvas at its next display
-// frame (unless a newer one has replaced it by then).
+// Makes the back buffer the front one and waits (up to 1 s) until the page has shown it on
+// the canvas at its next display frame.
 void gl1_present();
 // The entry points that the layer looks up by name; nullptr for the ones the subset leaves out.
 void *gl1_proc_address(const char *name);

@@ -15,3 +15,6 @@ void offer_png_download(const char *bmp_name, const char *png_name);
 // Hands the page to the browser for ms milliseconds (it draws the page and runs the handlers
 // meanwhile); the next pump then needs no wait of its own.
 void wait_in_browser(unsigned ms);
+// Notes that the browser has had the page (the swap waits for it), so the next pump needs no
+// wait of its own.
+void browser_had_page();

@@ -111,10 +111,11 @@ static void show_error_box(const char *caption, const char *text) { page_show_me
 void *SDL_GL_GetProcAddress(const char *proc) { return gl1_proc_address(proc); }
 // The browser paces the page's frames itself: no swap control.
 int SDL_GL_SetSwapInterval(int) { return -1; }
-// The swap: the frame goes to the front, for the canvas.
+// The swap: the frame is shown on the canvas, the browser having had the page meanwhile.
 void SDL_GL_SwapWindow(SDL_Window *)
 {
     gl1_present();
+    browser_had_page();
     page_note_swap();
 }
 
