@@ -12,7 +12,11 @@ packages=(
   clang-tidy cppcheck
   clang libclang-rt-14-dev
   g++-aarch64-linux-gnu qemu-user
+  emscripten chromium
 )
+
+# npm drives the browser tests (playwright-core); Debian's only when no node is installed.
+command -v npm >/dev/null 2>&1 || packages+=(npm)
 
 missing=()
 for p in "${packages[@]}"; do

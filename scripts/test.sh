@@ -3,8 +3,8 @@
 # virtual X server, so GL and end-to-end tests get a 1920x1080 screen), twice: a normal build in
 # build/, then a build with the address and undefined-behaviour sanitizers in build-asan/ (no
 # benchmarks there); then the display-free tests cross-built for arm64 in build-arm64/ and run
-# under qemu; then static analysis. Everything always runs; the script fails if any
-# part does.
+# under qemu; then static analysis; then the web build and its browser tests. Everything
+# always runs; the script fails if any part does.
 # FENTRA_BUILD_DIR and FENTRA_ASAN_BUILD_DIR choose other build directories.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -42,5 +42,9 @@ ctest --test-dir "$arm64_build_dir" --output-on-failure -j2 || status=1
 
 # Static analysis (clang-tidy and cppcheck) over the compile commands of the normal build.
 FENTRA_BUILD_DIR=$build_dir bash tools/analyse.sh || status=1
+
+# The web build (build-web/) in headless Chromium: its scenes against the normal build's
+# pictures, then the program's start, keys, screenshot download and end.
+bash tests/web/run.sh "$build_dir" || status=1
 
 exit $status

@@ -6,6 +6,9 @@
 
 #include <SDL.h>
 #include <SDL_opengl.h>
+#ifdef __EMSCRIPTEN__
+#include "Morvane/gfx_opengl/web/platform_web.h"
+#endif
 
 // Matches no 0xRRGGBB colour, so the first frame always applies its clear colour.
 unsigned clear_colour_applied = 0x01000000;
@@ -44,12 +47,24 @@ void end_frame_twice(unsigned colour)
     end_frame(colour);
 }
 
+#ifdef __EMSCRIPTEN__
+// In a page the wait is spent in the browser, whole milliseconds at a time (its timers'
+// granularity), so it can draw the page and run its handlers; the rest is a busy wait.
+void pace_frame(double frame_start)
+{
+    double left = 0.012 - (time_now() - frame_start);
+    if (left >= 0.001) wait_in_browser((unsigned)(left * 1000));
+    while (time_now() - frame_start < 0.012) {
+    }
+}
+#else
 // A busy wait: sleeping would overshoot by the scheduler's granularity.
 void pace_frame(double frame_start)
 {
     while (time_now() - frame_start < 0.012) {
     }
 }
+#endif
 
 void graphics_frame_check(const char *source, int line)
 {

@@ -4,6 +4,9 @@
 #include "Morvane/gfx_opengl.h"
 
 #include <SDL_opengl.h>
+#ifdef __EMSCRIPTEN__
+#include "Morvane/gfx_opengl/web/platform_web.h"
+#endif
 
 #include <cstdio>
 #include <cstdlib>
@@ -124,12 +127,17 @@ char *converter_command(const char *bmp_name, const char *png_name)
 static void convert_to_png(const char *bmp_name)
 {
     char *png_name = replace_extension(bmp_name, "png");
+#ifdef __EMSCRIPTEN__
+    // A page has no shell: the browser turns the BMP into the PNG and offers it as a download.
+    offer_png_download(bmp_name, png_name);
+#else
     char *command = converter_command(bmp_name, png_name);
     if (system(command) == -1) {
         // no shell: the BMP stays, as when no converter is installed
     }
     if (file_exists(png_name)) delete_file(bmp_name);
     free(command);
+#endif
     free(png_name);
 }
 

@@ -1,0 +1,336 @@
+// Fentra in a browser: Debian's Chromium, headless on its CPU renderer (SwiftShader), driven
+// by playwright-core, with the web build served on 127.0.0.1.
+//   node browser_test.js <web build dir> <desktop scenes dir> [<pictures dir>]
+//     the scenes on the canvas against the desktop's pictures, then the program's start, keys,
+//     screenshot download and end; failing pictures (and the browser's pictures of the keys)
+//     are kept in <pictures dir> when given
+//   node browser_test.js <web build dir> --bench
+//     the median interval between frames for three configurations at 1920x1080
+'use strict';
+const { chromium } = require('playwright-core');
+const fs = require('fs');
+const http = require('http');
+const path = require('path');
+const zlib = require('zlib');
+
+const [buildDir, second, keepDir] = process.argv.slice(2);
+const W = 1920, H = 1080;
+let failures = 0;
+const fail = (what) => { failures++; console.log('FAIL: ' + what); };
+const pass = (what) => console.log('ok: ' + what);
+const sleep = (ms) => new Promise((r) => setTimeout(r, ms));
+
+// ---- Serving the folder and starting the browser -------------------------------------------
+function serve(dir) {
+  const types = { '.html': 'text/html', '.js': 'text/javascript', '.wasm': 'application/wasm' };
+  const server = http.createServer((req, res) => {
+    const file = path.join(dir, path.normalize(decodeURIComponent(req.url.split('?')[0])).replace(/^\/+/, '') || 'index.html');
+    fs.readFile(file, (err, data) => {
+      if (err) { res.writeHead(404); res.end(); return; }
+      res.writeHead(200, { 'Content-Type': types[path.extname(file)] || 'application/octet-stream' });
+      res.end(data);
+    });
+  });
+  return new Promise((resolve) => server.listen(0, '127.0.0.1', () => resolve(server)));
+}
+
+const launch = () => chromium.launch({
+  executablePath: process.env.FENTRA_CHROMIUM || '/usr/bin/chromium',
+  args: ['--no-sandbox', '--use-angle=swiftshader', '--enable-unsafe-swiftshader'],
+});
+
+// ---- Pictures: PNG and BMP into RGB rows from the top --------------------------------------
+function decodePng(buf) {
+  let pos = 8, w = 0, h = 0, channels = 0;
+  const idat = [];
+  while (pos < buf.length) {
+    const len = buf.readUInt32BE(pos), type = buf.toString('ascii', pos + 4, pos + 8);
+    const body = buf.subarray(pos + 8, pos + 8 + len);
+    if (type === 'IHDR') { w = body.readUInt32BE(0); h = body.readUInt32BE(4); channels = body[9] === 6 ? 4 : 3; }
+    if (type === 'IDAT') idat.push(body);
+    pos += 12 + len;
+  }
+  const raw = zlib.inflateSync(Buffer.concat(idat)), stride = w * channels;
+  const rows = Buffer.alloc(h * stride), rgb = Buffer.alloc(w * h * 3);
+  for (let y = 0; y < h; y++) {
+    const filter = raw[y * (stride + 1)], src = raw.subarray(y * (stride + 1) + 1, (y + 1) * (stride + 1));
+    for (let x = 0; x < stride; x++) {
+      const a = x >= channels ? rows[y * stride + x - channels] : 0, b = y ? rows[(y - 1) * stride + x] : 0;
+      const c = x >= channels && y ? rows[(y - 1) * stride + x - channels] : 0;
+      const p = a + b - c, pa = Math.abs(p - a), pb = Math.abs(p - b), pc = Math.abs(p - c);
+      const predictor = [0, a, b, (a + b) >> 1, pa <= pb && pa <= pc ? a : pb <= pc ? b : c][filter];
+      rows[y * stride + x] = (src[x] + predictor) & 255;
+    }
+    for (let x = 0; x < w; x++) rows.copy(rgb, (y * w + x) * 3, y * stride + x * channels, y * stride + x * channels + 3);
+  }
+  return { w, h, rgb };
+}
+
+function readBmp(buf) {
+  const start = buf.readUInt32LE(10), w = buf.readInt32LE(18), h = buf.readInt32LE(22);
+  const stride = (w * 3 + 3) & ~3, rgb = Buffer.alloc(w * h * 3);
+  for (let y = 0; y < h; y++)
+    for (let x = 0; x < w; x++) {
+      const s = start + (h - 1 - y) * stride + x * 3, d = (y * w + x) * 3;
+      rgb[d] = buf[s + 2]; rgb[d + 1] = buf[s + 1]; rgb[d + 2] = buf[s];
+    }
+  return { w, h, rgb };
+}
+
+// A PNG of RGB rows, for keeping pictures to look at.
+function encodePng({ w, h, rgb }) {
+  const raw = Buffer.alloc(h * (w * 3 + 1));
+  for (let y = 0; y < h; y++) rgb.copy(raw, y * (w * 3 + 1) + 1, y * w * 3, (y + 1) * w * 3);
+  const crcTable = Array.from({ length: 256 }, (_, n) => { for (let k = 0; k < 8; k++) n = n & 1 ? 0xedb88320 ^ (n >>> 1) : n >>> 1; return n >>> 0; });
+  const crc = (b) => { let c = 0xffffffff; for (const v of b) c = crcTable[(c ^ v) & 255] ^ (c >>> 8); return (c ^ 0xffffffff) >>> 0; };
+  const chunk = (type, body) => {
+    const t = Buffer.concat([Buffer.from(type, 'ascii'), body]), out = Buffer.alloc(body.length + 12);
+    out.writeUInt32BE(body.length, 0); t.copy(out, 4); out.writeUInt32BE(crc(t), body.length + 8);
+    return out;
+  };
+  const ihdr = Buffer.alloc(13);
+  ihdr.writeUInt32BE(w, 0); ihdr.writeUInt32BE(h, 4); ihdr[8] = 8; ihdr[9] = 2;
+  return Buffer.concat([Buffer.from([137, 80, 78, 71, 13, 10, 26, 10]), chunk('IHDR', ihdr),
+    chunk('IDAT', zlib.deflateSync(raw)), chunk('IEND', Buffer.alloc(0))]);
+}
+
+function keep(name, picture) {
+  if (!keepDir) return;
+  fs.mkdirSync(keepDir, { recursive: true });
+  fs.writeFileSync(path.join(keepDir, name + '.png'), encodePng(picture));
+}
+
+// Pixels that differ by more than `tolerance` in some channel (`count`, the largest difference
+// in `largest`), and among them those with no pixel within one pixel of the same place in the
+// other picture that is within the tolerance either (`unmatched`): a primitive that one
+// rasteriser puts a pixel further along than the other is an edge difference; text, colours
+// or positions off by more than a pixel are not.
+function difference(a, b, tolerance) {
+  let count = 0, unmatched = 0, largest = 0;
+  const marked = Buffer.alloc(a.rgb.length);
+  const near = (p, i, q, j) => Math.abs(p.rgb[i] - q.rgb[j]) <= tolerance &&
+    Math.abs(p.rgb[i + 1] - q.rgb[j + 1]) <= tolerance && Math.abs(p.rgb[i + 2] - q.rgb[j + 2]) <= tolerance;
+  const matchedNearby = (p, q, x, y) => {
+    for (let dy = -1; dy <= 1; dy++)
+      for (let dx = -1; dx <= 1; dx++) {
+        const u = x + dx, v = y + dy;
+        if (u >= 0 && v >= 0 && u < p.w && v < p.h && near(p, (y * p.w + x) * 3, q, (v * q.w + u) * 3)) return true;
+      }
+    return false;
+  };
+  for (let y = 0; y < a.h; y++)
+    for (let x = 0; x < a.w; x++) {
+      const i = (y * a.w + x) * 3;
+      const d = Math.max(Math.abs(a.rgb[i] - b.rgb[i]), Math.abs(a.rgb[i + 1] - b.rgb[i + 1]), Math.abs(a.rgb[i + 2] - b.rgb[i + 2]));
+      largest = Math.max(largest, d);
+      if (d <= tolerance) continue;
+      count++;
+      marked[i + 1] = 255;
+      if (!matchedNearby(a, b, x, y) || !matchedNearby(b, a, x, y)) { unmatched++; marked[i] = 255; marked[i + 1] = 0; }
+    }
+  return { count, unmatched, largest, marked: { w: a.w, h: a.h, rgb: marked } };
+}
+
+// Pixels of the rectangle whose colour passes the test.
+function count(p, x0, y0, w, h, test) {
+  let n = 0;
+  for (let y = Math.max(y0, 0); y < Math.min(y0 + h, p.h); y++)
+    for (let x = Math.max(x0, 0); x < Math.min(x0 + w, p.w); x++) {
+      const i = (y * p.w + x) * 3;
+      if (test(p.rgb[i], p.rgb[i + 1], p.rgb[i + 2])) n++;
+    }
+  return n;
+}
+
+const canvasPicture = async (page, w, h) => decodePng(await page.screenshot({ clip: { x: 0, y: 0, width: w, height: h } }));
+
+
+// ---- The scenes against the desktop's pictures ---------------------------------------------
+// A pixel differs when some channel is off by more than 4: minified text is filtered with a
+// rounding of its own on each renderer (off by up to 3). Measured between Mesa's llvmpipe and
+// Chromium's SwiftShader: the help page 0 pixels; the first frame 62 pixels, all on the pipe's
+// outline (a line loop) one pixel along; the KORA scene 297 pixels on the lines of the pipe,
+// the ring map and the beam's streaks, 11 of them with nothing alike within a pixel (the ends
+// of the magnets' short lines). Each limit is about twice what was measured.
+const tolerance = 4;
+const scenes = [
+  { name: 'start', limit: 150, unmatched: 0 },
+  { name: 'kora', limit: 600, unmatched: 25 },
+  { name: 'help', limit: 0, unmatched: 0 },
+];
+
+async function compareScenes(browser, base, desktopDir) {
+  const page = await browser.newPage({ viewport: { width: W, height: H } });
+  await page.goto(base + 'scenes.html');
+  for (const scene of scenes) {
+    await page.waitForFunction((n) => window.Module && Module.scene_shown === n, scene.name, { timeout: 60000 });
+    const web = await canvasPicture(page, 1024, 768);
+    await page.evaluate(() => { Module.scene_taken = true; });
+    const desktop = readBmp(fs.readFileSync(path.join(desktopDir, 'scene_' + scene.name + '.bmp')));
+    const d = difference(web, desktop, tolerance);
+    const what = `scene ${scene.name}: ${d.count} pixels differ by more than ${tolerance} (at most ${scene.limit}), ` +
+      `${d.unmatched} with nothing alike within a pixel (at most ${scene.unmatched}); largest difference ${d.largest}`;
+    if (d.count > scene.limit || d.unmatched > scene.unmatched) {
+      fail(what);
+      keep('scene_' + scene.name + '.web', web);
+      keep('scene_' + scene.name + '.desktop', desktop);
+      keep('scene_' + scene.name + '.diff', d.marked);
+    } else pass(what);
+  }
+  await page.close();
+}
+
+// ---- The program: start, keys, screenshot download, end ------------------------------------
+const white = (r, g, b) => r === 255 && g === 255 && b === 255;
+const grey = (r, g, b) => r === 128 && g === 128 && b === 128;
+const text = (r, g, b) => r > 0 && r === g && g === b;
+const cyan = (r, g, b) => r === 0 && g > 128 && g === b;
+const purple = (r, g, b) => r === 128 && g === 0 && b === 128;
+const magenta = (r, g, b) => r === 255 && g === 0 && b === 255;
+const scraperRed = (r, g, b) => r === 128 && g === 0 && b === 0;
+const coloured = (r, g, b) => r !== g || g !== b;
+const glow = (r, g, b) => r === g && g === b && r > 102 && r < 250 && r !== 128;   // not the pipe's wall
+const row = 3 * H / 4;
+
+// Each key is held for 0.15 s; then Ctrl+S saves the frame, whose download is checked:
+// [what, x, y, width, height, colour test, at least this many pixels (or exactly 0 with none)].
+// The highlight comes before the scraper and space charge, which may lose its particle.
+const steps = [
+  { key: null, expect: [['the title at the top left', 0, 0, 120, 20, text, 20],
+    ['the beam near the centre', W / 2 - 60, H / 2 - 60, 120, 120, (r, g, b) => r + g + b > 0, 40],
+    ['the pipe\'s wall', W / 2 - 540, H / 2 - 20, 40, 40, grey, 10]] },
+  { key: 'p', expect: [['a beam of dots near the centre', W / 2 - 60, H / 2 - 60, 120, 120, white, 40]] },
+  { key: 'k', expect: [['a beam of dots near the centre', W / 2 - 60, H / 2 - 60, 120, 120, white, 40]] },
+  { key: 'i', expect: [['the ring map\'s orbit left of the pipe', 0, 0, W / 4, H, purple, 300],
+    ['the KORA lines at (W/4, 20)', W / 4, 20, 200, 48, text, 50]] },
+  { key: 'a', expect: [['the left graph\'s axis', 0, row - 1, W / 3, 2, grey, W / 6],
+    ['the right graph\'s axis', 2 * W / 3, row - 1, W / 3, 2, grey, W / 6],
+    ['dots in the x-x\' graph', W / 6 - 100, row - 100, 200, 200, white, 200]] },
+  { key: 'l', expect: [['the soft grey edges of luminous particles', W / 2 - 300, 160, 600, 430, glow, 5000]] },
+  { key: 'h', expect: [['the highlight ring', W / 4, 0, W / 2, 2 * H / 3, magenta, 10]] },
+  { key: 'd', expect: [['momentum colours in the beam', W / 2 - 100, H / 3 - 100, 200, 200, coloured, 100]] },
+  { key: 's', expect: [['the scraper line', W / 4, 0, W / 2, H / 2, scraperRed, 20]] },
+  { key: 'c', expect: [['"Space-Charge" at (W/2, 0)', W / 2, 0, 120, 10, cyan, 10]] },
+];
+
+// Waits until the program has drawn n more frames: a key pressed again in the very next frame
+// is not a new press (the snapshot showed it down in both), so keys are a few frames apart
+// however slowly the renderer draws.
+async function frames(page, n = 3) {
+  const start = await page.evaluate(() => Module.frame_times.length);
+  await page.waitForFunction((k) => Module.frame_times.length >= k, start + n, { timeout: 60000, polling: 50 });
+}
+
+// The frame Ctrl+S saves, from its download.
+async function savedFrame(page) {
+  await frames(page);
+  const download = page.waitForEvent('download', { timeout: 30000 });
+  await page.keyboard.down('Control');
+  await page.keyboard.press('s', { delay: 150 });
+  await page.keyboard.up('Control');
+  const d = await download;
+  const name = d.suggestedFilename();
+  if (!/^Fentra_\d{5}\.png$/.test(name)) fail(`the screenshot's name ${name} is not Fentra_NNNNN.png`);
+  return decodePng(fs.readFileSync(await d.path()));
+}
+
+function check(picture, label, expectations) {
+  if (picture.w !== W || picture.h !== H) fail(`${label}: the picture is ${picture.w} x ${picture.h}`);
+  keep('key_' + label, picture);
+  for (const [what, x, y, w, h, test, least] of expectations) {
+    const n = count(picture, Math.round(x), Math.round(y), Math.round(w), Math.round(h), test);
+    const ok = least === 0 ? n === 0 : n >= least;
+    (ok ? pass : fail)(`${label}: ${what} (${n} pixels, ${least === 0 ? 'none' : 'at least ' + least} expected)`);
+  }
+}
+
+async function playProgram(browser, base) {
+  const page = await browser.newPage({ viewport: { width: W, height: H } });
+  const errors = [];
+  page.on('console', (m) => { if (m.type() === 'error') errors.push(m.text()); });
+  page.on('pageerror', (e) => errors.push(e.message));
+  await page.goto(base);
+  await page.waitForFunction(() => window.Module && Module.calledRun, null, { timeout: 60000 });
+  await page.evaluate(() => { Module.frame_times = []; });
+  await frames(page);
+  for (const step of steps) {
+    if (step.key) await page.keyboard.press(step.key, { delay: 150 });
+    check(await savedFrame(page), step.key || 'start', step.expect);
+  }
+  // F1 holds the program in the help page until F1 is let go and Space is pressed.
+  // The help screen presents twice, then waits: the page is on the canvas after that.
+  await page.keyboard.down('F1');
+  await frames(page, 2);
+  await sleep(1500);
+  const help = await canvasPicture(page, W, H);
+  await page.keyboard.up('F1');
+  check(help, 'F1', [['"Key list:" in white at (100, 90)', 100, 90, 120, 12, text, 30],
+    ['the key list in cyan from (100, 120)', 100, 120, 500, 200, cyan, 500],
+    ['"Press space to continue..." in blue at (100, 500)', 100, 500, 300, 14, (r, g, b) => r === 0 && g === 0 && b > 0, 30]]);
+  await page.keyboard.press('Space', { delay: 150 });
+  check(await savedFrame(page), 'Space', [['no key list after Space', 100, 120, 500, 200, cyan, 0],
+    ['the title after the help page', 0, 0, 120, 20, text, 20]]);
+  // A full-screen canvas follows the browser window, and the view with it.
+  await page.setViewportSize({ width: 1280, height: 720 });
+  const small = await savedFrame(page);
+  (small.w === 1280 && small.h === 720 && count(small, 0, 0, 120, 20, text) >= 20 ? pass : fail)(
+    `the view follows the browser window to 1280 x 720 (a ${small.w} x ${small.h} frame)`);
+  await frames(page);
+  const before = await page.evaluate(() => Module.frame_times.length);
+  await page.keyboard.press('q', { delay: 150 });
+  await page.waitForSelector('#restart', { timeout: 30000 }).catch(() => {});
+  const ended = await page.evaluate(() => document.body.innerText);
+  const after = await page.evaluate(() => Module.frame_times.length);
+  const link = await page.$('#restart');
+  (/Fentra has ended/.test(ended) && link ? pass : fail)(`Q ends the program and the page says so with a link to start again ("${ended.trim()}", ${after - before} frames after Q)`);
+  (errors.length === 0 ? pass : fail)(`no console errors (${errors.length}${errors.length ? ': ' + errors.join(' | ') : ''})`);
+  await page.close();
+}
+
+// ---- Benchmark: frame intervals at 1920 x 1080 ---------------------------------------------
+// The time between swaps over a few seconds of each configuration, from a fresh start of the
+// page: the default beam, the KORA lattice with the graphs, and luminous particles; beside it
+// how many of the frames the page put on the canvas (at most one a display frame).
+const configurations = [
+  { name: 'default beam', keys: [] },
+  { name: 'KORA with graphs', keys: ['i', 'a'] },
+  { name: 'luminous particles', keys: ['l'] },
+];
+
+async function bench(browser, base) {
+  const seconds = +(process.env.FENTRA_BENCH_SECONDS || 5);
+  for (const c of configurations) {
+    const page = await browser.newPage({ viewport: { width: W, height: H } });
+    await page.goto(base);
+    await page.waitForFunction(() => window.Module && Module.calledRun, null, { timeout: 60000 });
+    await sleep(1000);
+    for (const key of c.keys) await page.keyboard.press(key, { delay: 150 });
+    await sleep(1000);
+    await page.evaluate(() => { Module.frame_times = []; Module.shown_times = []; });
+    await sleep(seconds * 1000);
+    const [frames, shown] = await page.evaluate(() => [Module.frame_times, Module.shown_times]);
+    const gaps = frames.slice(1).map((t, i) => t - frames[i]).sort((a, b) => a - b);
+    const at = (q) => gaps[Math.min(gaps.length - 1, Math.floor(q * gaps.length))];
+    console.log(`${c.name}: median frame interval ${at(0.5).toFixed(1)} ms (p90 ${at(0.9).toFixed(1)} ms), ` +
+      `${frames.length} frames drawn and ${shown.length} shown on the canvas in ${seconds} s`);
+    await page.close();
+  }
+}
+
+(async () => {
+  const server = await serve(buildDir);
+  const base = `http://127.0.0.1:${server.address().port}/`;
+  const browser = await launch();
+  try {
+    if (second === '--bench') await bench(browser, base);
+    else {
+      await compareScenes(browser, base, second);
+      await playProgram(browser, base);
+    }
+  } finally {
+    await browser.close();
+    server.close();
+  }
+  console.log(failures ? `${failures} failed` : 'PASS');
+  process.exit(failures ? 1 : 0);
+})();
