@@ -1,6 +1,7 @@
-// Projection matrices: the fixed perspective of the resize step, the camera helpers for
-// 3-D scenes (depth range, field of view, perspective with the 4:3 rule), and the size of
-// one screen pixel in drawing units. Matrices are column-major, as GL loads them.
+// Projection: the resize step (viewport with the orthographic or the fixed perspective
+// projection), the camera helpers for 3-D scenes (depth range, field of view, perspective with
+// the 4:3 rule), and the size of one screen pixel in drawing units. Matrices are column-major,
+// as GL loads them.
 #include "Morvane/gfx_opengl.h"
 #include "Morvane/gfx_opengl/gfx_internal.h"
 
@@ -8,6 +9,8 @@
 
 #include <cmath>
 #include <cstring>
+
+int ortho_mode = 1;
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Plain matrix arithmetic
@@ -175,4 +178,27 @@ double pixel_size()
     glGetDoublev(GL_MODELVIEW_MATRIX, modelview);
     glGetIntegerv(GL_VIEWPORT, viewport);
     return pixel_size_of(projection, modelview, viewport);
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] Projection
+
+void resize_view(int width, int height)
+{
+    screen_width = width;
+    screen_height = height > 1 ? height : 1;
+    glViewport(0, 0, width, height);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    if (ortho_mode) {
+        // one unit a pixel, origin at the top-left pixel, y down (bottom = height, top = 0),
+        // depth range +-h/2
+        // NOLINTNEXTLINE(readability-suspicious-call-argument)
+        glOrtho(0, width, height, 0, height / 2, -(height / 2));
+    } else {
+        float m[16];
+        perspective_matrix(width, height, m);
+        glLoadMatrixf(m);
+    }
+    glMatrixMode(GL_MODELVIEW);
 }

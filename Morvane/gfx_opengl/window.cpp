@@ -17,7 +17,6 @@
 int screen_width = 0;
 int screen_height = 0;
 int window_offset_x = 0, window_offset_y = 0;
-int ortho_mode = 1;
 void *window_icon = nullptr;
 void (*gesture_handler)(unsigned long long wparam, long long lparam) = nullptr;
 int quit_requested = 0;
@@ -273,29 +272,6 @@ void graphics_close()
         SDL_GL_DeleteContext(window_state.context);
         window_state.context = nullptr;
     }
-}
-
-// ---------------------------------------------------------------------------------------
-// [SECTION] Projection
-
-void resize_view(int width, int height)
-{
-    screen_width = width;
-    screen_height = height > 1 ? height : 1;
-    glViewport(0, 0, width, height);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    if (ortho_mode) {
-        // one unit a pixel, origin at the top-left pixel, y down (bottom = height, top = 0),
-        // depth range +-h/2
-        // NOLINTNEXTLINE(readability-suspicious-call-argument)
-        glOrtho(0, width, height, 0, height / 2, -(height / 2));
-    } else {
-        float m[16];
-        perspective_matrix(width, height, m);
-        glLoadMatrixf(m);
-    }
-    glMatrixMode(GL_MODELVIEW);
 }
 
 // ---------------------------------------------------------------------------------------
