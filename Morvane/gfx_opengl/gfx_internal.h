@@ -69,6 +69,9 @@ void keyboard_snapshot(const unsigned char *scancode_down, int scancode_count,
                        unsigned mouse_raw);
 // Appends a character to typed_text unless it holds 499 already; 1 when kept.
 int typed_text_append(char c);
+// A mouse move or button change from the platform's events: position and raw buttons
+// 0x01 left, 0x02 right, 0x10 middle.
+void mouse_message(int x, int y, unsigned raw);
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Clip stack
