@@ -4,6 +4,7 @@
 // same rules as on the desktop: held keys plus the key-downs latched since the last snapshot.
 #include "Morvane/gfx_opengl.h"
 #include "Morvane/gfx_opengl/gfx_internal.h"
+#include "Morvane/gfx_opengl/web/gl1_webgl.h"
 #include "Morvane/gfx_opengl/web/platform_web.h"
 
 #include <SDL_scancode.h>
@@ -35,6 +36,7 @@ static struct {
     unsigned char down[SDL_NUM_SCANCODES];   // keys held, by scancode
     bool handlers_installed;
     bool waited;                             // the browser had the page since the last pump
+    bool skipped_wait;                       // the last pump did not wait, in mid-frame
 } events;
 
 static void enqueue(const page_event &e)
@@ -237,8 +239,17 @@ int pump_events()
     mouse_buttons_previous = mouse_buttons;
     mouse_buttons &= ~0x0Cu;   // the wheel bits last one frame
     // The browser runs the handlers and shows the canvas only while the program waits: once
-    // between two pumps is enough (a frame's pacing may have waited already).
-    if (!events.waited) emscripten_sleep(0);
+    // between two pumps is enough (a frame's pacing may have waited already). A pump in the
+    // middle of a frame (a new beam restarts it) does not wait, as the page would show the
+    // half-made frame; a second one in a row does, so that a loop of pumps cannot hold the page.
+    if (!events.waited) {
+        if (gl1_drawing_unshown() && !events.skipped_wait) {
+            events.skipped_wait = true;
+        } else {
+            emscripten_sleep(0);
+            events.skipped_wait = false;
+        }
+    }
     events.waited = false;
     for (int i = 0; i < events.count; i++) window_procedure(events.queue[i]);
     events.count = 0;

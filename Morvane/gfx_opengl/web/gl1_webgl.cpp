@@ -2,15 +2,17 @@
 // pipeline): immediate mode and client arrays become vertex streams drawn by one shader pair;
 // the matrix stacks, the current colour and texture coordinate, the enables, blending, scissor,
 // depth, point size and the attribute stack are kept here and handed to WebGL at each draw.
-// Textures keep a copy of every level, so the layer can read them back as GL 1.x does. Frames
-// are drawn into two off-screen buffers in turn: the swap makes the back buffer the front one,
-// which the page copies to the canvas once per display frame.
+// Textures keep a copy of every level, so the layer can read them back as GL 1.x does. The
+// canvas's own drawing buffer is the back buffer: the swap lets the page show it, and a clear
+// waits for the next draw, so that a wait in between shows no half-made frame.
 #include "Morvane/gfx_opengl/web/gl1_webgl.h"
+#include "Morvane/gfx_opengl/web/thin_raster.h"
 
 #include <GL/gl.h>
 #include <emscripten.h>
 #include <emscripten/html5.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -23,15 +25,6 @@
 #ifndef GL_ARRAY_BUFFER
 #define GL_ARRAY_BUFFER 0x8892
 #define GL_STREAM_DRAW 0x88E0
-#endif
-#ifndef GL_FRAMEBUFFER
-#define GL_FRAMEBUFFER 0x8D40
-#define GL_RENDERBUFFER 0x8D41
-#define GL_COLOR_ATTACHMENT0 0x8CE0
-#define GL_DEPTH_ATTACHMENT 0x8D00
-#endif
-#ifndef GL_DEPTH_COMPONENT24
-#define GL_DEPTH_COMPONENT24 0x81A6
 #endif
 #ifndef GL_FRAGMENT_SHADER
 #define GL_FRAGMENT_SHADER 0x8B30
@@ -56,8 +49,6 @@ void emscripten_glActiveTexture(GLenum);
 void emscripten_glAttachShader(GLuint, GLuint);
 void emscripten_glBindAttribLocation(GLuint, GLuint, const char *);
 void emscripten_glBindBuffer(GLenum, GLuint);
-void emscripten_glBindFramebuffer(GLenum, GLuint);
-void emscripten_glBindRenderbuffer(GLenum, GLuint);
 void emscripten_glBindTexture(GLenum, GLuint);
 void emscripten_glBindVertexArray(GLuint);
 void emscripten_glBlendEquation(GLenum);
@@ -76,10 +67,7 @@ void emscripten_glDisable(GLenum);
 void emscripten_glDrawArrays(GLenum, GLint, GLsizei);
 void emscripten_glEnable(GLenum);
 void emscripten_glEnableVertexAttribArray(GLuint);
-void emscripten_glFramebufferRenderbuffer(GLenum, GLenum, GLenum, GLuint);
 void emscripten_glGenBuffers(GLsizei, GLuint *);
-void emscripten_glGenFramebuffers(GLsizei, GLuint *);
-void emscripten_glGenRenderbuffers(GLsizei, GLuint *);
 void emscripten_glGenTextures(GLsizei, GLuint *);
 void emscripten_glGenVertexArrays(GLsizei, GLuint *);
 void emscripten_glGetIntegerv(GLenum, GLint *);
@@ -90,12 +78,13 @@ GLint emscripten_glGetUniformLocation(GLuint, const char *);
 void emscripten_glLinkProgram(GLuint);
 void emscripten_glPixelStorei(GLenum, GLint);
 void emscripten_glReadPixels(GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, void *);
-void emscripten_glRenderbufferStorage(GLenum, GLenum, GLsizei, GLsizei);
 void emscripten_glScissor(GLint, GLint, GLsizei, GLsizei);
 void emscripten_glShaderSource(GLuint, GLsizei, const char *const *, const GLint *);
 void emscripten_glTexImage2D(GLenum, GLint, GLint, GLsizei, GLsizei, GLint, GLenum, GLenum,
                              const void *);
 void emscripten_glTexParameteri(GLenum, GLenum, GLint);
+void emscripten_glTexSubImage2D(GLenum, GLint, GLint, GLint, GLsizei, GLsizei, GLenum, GLenum,
+                                const void *);
 void emscripten_glUniform1f(GLint, GLfloat);
 void emscripten_glUniform1i(GLint, GLint);
 void emscripten_glUniform4f(GLint, GLfloat, GLfloat, GLfloat, GLfloat);
@@ -153,9 +142,14 @@ struct client_array {
 
 static struct {
     bool open;
-    int width, height;                  // of the back buffer
-    GLuint framebuffer[2], colour_buffer[2], depth_buffer[2];
-    int back;                           // the buffer drawn into; the other is the front
+    bool unshown;                       // drawn since the canvas was last shown
+    GLbitfield clear_mask;              // a clear not yet made, with the state it was asked in
+    gl1_attribs clear_state;
+    EMSCRIPTEN_WEBGL_CONTEXT_HANDLE context;
+    thin_raster thin;                   // thin points and lines drawn on the CPU, not yet shown
+    GLuint thin_texture;                // ... and the texture that shows them
+    int thin_texture_size[2];
+    std::vector<unsigned char> thin_staging;
     GLuint program, vertex_buffer, vertex_array;
     GLint u_matrix, u_point_size, u_points, u_viewport, u_textured, u_lod_bias, u_texture;
 
@@ -251,52 +245,18 @@ static GLuint compile(GLenum kind, const char *source)
     return shader;
 }
 
-static void make_buffers()
-{
-    for (int i = 0; i < 2; i++) {
-        emscripten_glBindRenderbuffer(GL_RENDERBUFFER, gl1.colour_buffer[i]);
-        emscripten_glRenderbufferStorage(GL_RENDERBUFFER, GL_RGB8, gl1.width, gl1.height);
-        emscripten_glBindRenderbuffer(GL_RENDERBUFFER, gl1.depth_buffer[i]);
-        emscripten_glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, gl1.width, gl1.height);
-        emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[i]);
-        emscripten_glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER,
-                                             gl1.colour_buffer[i]);
-        emscripten_glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER,
-                                             gl1.depth_buffer[i]);
-    }
-    emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[gl1.back]);
-}
-
 // clang-format off
-// Once per display frame, a front buffer newer than the canvas is copied to it; the program's
-// bindings are put back, as it may be between two draws. The swap then waits for that copy (at
-// most 1 s): on a CPU renderer, frames drawn faster than the page can show them only take the
-// renderer's time from the ones it shows (measured: a third as many shown). The program is
-// waiting whenever the copy runs, with its last frame complete in the front buffer.
-// Module.shown_times, when a benchmark sets it to an array, receives the time of each copy.
-EM_JS(void, page_front_buffer, (int front, int back, int width, int height), {
-    const gl = GLctx;
-    Module.gl1_front = { read: GL.framebuffers[front], back: GL.framebuffers[back], width: width, height: height };
-    if (Module.gl1_copying) return;
-    Module.gl1_copying = true;
-    const copy = () => {
-        const f = Module.gl1_front;
-        if (f) {
-            const scissor = gl.isEnabled(gl.SCISSOR_TEST);
-            gl.disable(gl.SCISSOR_TEST);
-            gl.bindFramebuffer(gl.READ_FRAMEBUFFER, f.read);
-            gl.bindFramebuffer(gl.DRAW_FRAMEBUFFER, null);
-            gl.blitFramebuffer(0, 0, f.width, f.height, 0, 0, f.width, f.height, gl.COLOR_BUFFER_BIT, gl.NEAREST);
-            gl.bindFramebuffer(gl.FRAMEBUFFER, f.back);
-            if (scissor) gl.enable(gl.SCISSOR_TEST);
-            Module.gl1_front = null;
-            if (Module.shown_times) Module.shown_times.push(performance.now());
-        }
-        requestAnimationFrame(copy);
-    };
-    requestAnimationFrame(copy);
+// Marks the canvas shown once the page has shown it: after the display frame's callback, in
+// the next task, which runs after the canvas went to the page. Module.shown_times, when a
+// benchmark sets it to an array, receives the time of each.
+EM_JS(void, page_show_canvas, (), {
+    Module.gl1_shown = false;
+    requestAnimationFrame(() => setTimeout(() => {
+        Module.gl1_shown = true;
+        if (Module.shown_times) Module.shown_times.push(performance.now());
+    }, 0));
 });
-EM_JS(int, page_front_waiting, (), { return Module.gl1_front ? 1 : 0; });
+EM_JS(int, page_canvas_shown, (), { return Module.gl1_shown ? 1 : 0; });
 // clang-format on
 
 bool gl1_open(const char *canvas_selector, int width, int height)
@@ -306,12 +266,14 @@ bool gl1_open(const char *canvas_selector, int width, int height)
     a.majorVersion = 2;
     a.minorVersion = 0;
     a.alpha = 0;            // the window's pixel format has no alpha channel
-    a.depth = 0;            // the back buffer has its own depth buffer
+    a.depth = 1;
+    a.stencil = 0;
     a.antialias = 0;
     a.preserveDrawingBuffer = 0;
     EMSCRIPTEN_WEBGL_CONTEXT_HANDLE context = emscripten_webgl_create_context(canvas_selector, &a);
     if (context <= 0 || emscripten_webgl_make_context_current(context) != EMSCRIPTEN_RESULT_SUCCESS)
         return false;
+    gl1.context = context;
 
     gl1.program = emscripten_glCreateProgram();
     emscripten_glAttachShader(gl1.program, compile(GL_VERTEX_SHADER, vertex_source));
@@ -343,12 +305,6 @@ bool gl1_open(const char *canvas_selector, int width, int height)
     emscripten_glVertexAttribPointer(2, 2, GL_FLOAT, GL_FALSE, stride, (void *)offsetof(gl1_vertex, s));
     for (int i = 0; i < 3; i++) emscripten_glEnableVertexAttribArray((GLuint)i);
 
-    emscripten_glGenFramebuffers(2, gl1.framebuffer);
-    emscripten_glGenRenderbuffers(2, gl1.colour_buffer);
-    emscripten_glGenRenderbuffers(2, gl1.depth_buffer);
-    gl1.width = width;
-    gl1.height = height;
-    make_buffers();
 
     // GL 1.x's initial state.
     gl1_attribs &s = gl1.s;
@@ -373,35 +329,8 @@ bool gl1_open(const char *canvas_selector, int width, int height)
     emscripten_glPixelStorei(GL_PACK_ALIGNMENT, 1);
     emscripten_glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     emscripten_glViewport(0, 0, width, height);
-    emscripten_glClearColor(0, 0, 0, 0);
-    for (int i = 0; i < 2; i++) {
-        emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[i]);
-        emscripten_glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    }
-    emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[gl1.back]);
     gl1.open = true;
     return true;
-}
-
-void gl1_resize(int width, int height)
-{
-    if (!gl1.open || (width == gl1.width && height == gl1.height)) return;
-    gl1.width = width;
-    gl1.height = height;
-    make_buffers();
-}
-
-void gl1_present()
-{
-    if (!gl1.open) return;
-    int front = gl1.back;
-    gl1.back ^= 1;
-    emscripten_glBindFramebuffer(GL_FRAMEBUFFER, gl1.framebuffer[gl1.back]);
-    page_front_buffer((int)gl1.framebuffer[front], (int)gl1.framebuffer[gl1.back], gl1.width, gl1.height);
-    // Waits of a millisecond: the program's end after a wait of another kind would not reach
-    // the page (Module.onExit).
-    double start = emscripten_get_now();
-    while (page_front_waiting() && emscripten_get_now() - start < 1000) emscripten_sleep(1);
 }
 
 // ---------------------------------------------------------------------------------------
@@ -430,9 +359,177 @@ static void apply_state()
     emscripten_glViewport(s.viewport[0], s.viewport[1], s.viewport[2], s.viewport[3]);
 }
 
+// The clear asked for last, made now with the state of its time.
+static void make_pending_clear()
+{
+    if (!gl1.clear_mask) return;
+    gl1_attribs now = gl1.s;
+    gl1.s = gl1.clear_state;
+    apply_state();
+    const float *c = gl1.s.clear_colour;
+    emscripten_glClearColor(c[0], c[1], c[2], c[3]);
+    emscripten_glClearDepthf((float)gl1.s.clear_depth);
+    emscripten_glClear(gl1.clear_mask);
+    gl1.s = now;
+    gl1.clear_mask = 0;
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] Thin points and lines on the CPU
+
+// Large batches only: a few lines go faster the usual way than through a picture.
+enum { THIN_BATCH = 256 };
+
+static void multiplied_matrix(double m[16])
+{
+    memcpy(m, gl1.projection[gl1.projection_depth], 16 * sizeof(double));
+    multiply(m, gl1.modelview[gl1.modelview_depth]);
+}
+
+// Whether a vertex lies between the near and far planes under an affine matrix.
+static bool within_depth(const float m[16], const gl1_vertex &v)
+{
+    float cz = m[2] * v.x + m[6] * v.y + m[10] * v.z + m[14];
+    return cz >= -1.0f && cz <= 1.0f;
+}
+
+// Window position of a vertex under an affine matrix (w stays 1), as the GPU computes it in
+// single precision.
+static void window_position(const float m[16], const gl1_vertex &v, float *x, float *y)
+{
+    float cx = m[0] * v.x + m[4] * v.y + m[8] * v.z + m[12];
+    float cy = m[1] * v.x + m[5] * v.y + m[9] * v.z + m[13];
+    const int *vp = gl1.s.viewport;
+    *x = (cx * 0.5f + 0.5f) * (float)vp[2] + (float)vp[0];
+    *y = (cy * 0.5f + 0.5f) * (float)vp[3] + (float)vp[1];
+}
+
+// Shows what the CPU drew, as one picture blended over the canvas where it drew.
+static void show_thin()
+{
+    thin_raster &r = gl1.thin;
+    const int *b = r.box;
+    int w = b[2] - b[0], h = b[3] - b[1];
+    if (w <= 0 || h <= 0) return;
+    if (!gl1.thin_texture || gl1.thin_texture_size[0] < r.width || gl1.thin_texture_size[1] < r.height) {
+        if (!gl1.thin_texture) emscripten_glGenTextures(1, &gl1.thin_texture);
+        emscripten_glBindTexture(GL_TEXTURE_2D, gl1.thin_texture);
+        emscripten_glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, r.width, r.height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+        emscripten_glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        emscripten_glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+        gl1.thin_texture_size[0] = r.width, gl1.thin_texture_size[1] = r.height;
+    }
+    gl1.thin_staging.resize((size_t)w * h * 4);
+    for (int y = 0; y < h; y++)
+        memcpy(&gl1.thin_staging[(size_t)y * w * 4], r.rgba + ((size_t)(b[1] + y) * r.width + b[0]) * 4, (size_t)w * 4);
+    emscripten_glBindTexture(GL_TEXTURE_2D, gl1.thin_texture);
+    emscripten_glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, gl1.thin_staging.data());
+
+    // Drawn pixels have alpha 1 and replace the canvas's; the others leave it as it is.
+    const float tw = (float)gl1.thin_texture_size[0], th = (float)gl1.thin_texture_size[1];
+    const float x0 = (float)b[0], y0 = (float)b[1], x1 = (float)b[2], y1 = (float)b[3];
+    const float s1 = (float)w / tw, t1 = (float)h / th;
+    gl1_vertex q[6] = {};
+    const float corner[6][4] = {{x0, y0, 0, 0}, {x1, y0, s1, 0}, {x1, y1, s1, t1},
+                                {x0, y0, 0, 0}, {x1, y1, s1, t1}, {x0, y1, 0, t1}};
+    for (int i = 0; i < 6; i++) {
+        q[i].x = corner[i][0], q[i].y = corner[i][1], q[i].s = corner[i][2], q[i].t = corner[i][3];
+        memset(q[i].rgba, 255, 4);
+    }
+    const float to_clip[16] = {2 / (float)r.width, 0, 0, 0, 0, 2 / (float)r.height, 0, 0,
+                               0, 0, 1, 0, -1, -1, 0, 1};
+    emscripten_glEnable(GL_BLEND);
+    emscripten_glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ZERO, GL_ONE);
+    emscripten_glBlendEquation(GL_FUNC_ADD);
+    emscripten_glDisable(GL_DEPTH_TEST);
+    emscripten_glDisable(GL_SCISSOR_TEST);
+    emscripten_glViewport(0, 0, r.width, r.height);
+    emscripten_glUniformMatrix4fv(gl1.u_matrix, 1, GL_FALSE, to_clip);
+    emscripten_glUniform1i(gl1.u_points, 0);
+    emscripten_glUniform1i(gl1.u_textured, 1);
+    emscripten_glUniform1f(gl1.u_lod_bias, 0);
+    emscripten_glBufferData(GL_ARRAY_BUFFER, (long)sizeof q, q, GL_STREAM_DRAW);
+    emscripten_glDrawArrays(GL_TRIANGLES, 0, 6);
+    thin_raster_erase(&r);
+}
+
+// Draws the batch on the CPU when GL would only write its colours into single pixels: no
+// blending, texture, depth test or smoothing, points of size 1, lines of one colour each,
+// and an affine matrix. False leaves the batch to WebGL.
+static bool draw_thin(GLenum mode, const gl1_vertex *v, size_t count)
+{
+    const gl1_attribs &s = gl1.s;
+    if ((mode != GL_POINTS && mode != GL_LINES) || count < THIN_BATCH) return false;
+    if (s.blend || s.texture_2d || s.depth_test || s.point_smooth || s.line_smooth) return false;
+    if (mode == GL_POINTS ? s.point_size > 1 : s.line_width != 1) return false;
+    double m[16];
+    multiplied_matrix(m);
+    if (m[3] != 0 || m[7] != 0 || m[11] != 0 || m[15] != 1) return false;
+    float mf[16];
+    for (int i = 0; i < 16; i++) mf[i] = (float)m[i];
+    // Lines cut at the near or far plane, or shaded from one colour to another, go to WebGL.
+    if (mode == GL_LINES)
+        for (size_t i = 0; i + 1 < count; i += 2)
+            if (memcmp(v[i].rgba, v[i + 1].rgba, 4) != 0 || within_depth(mf, v[i]) != within_depth(mf, v[i + 1]))
+                return false;
+
+    thin_raster &r = gl1.thin;
+    int width = 0, height = 0;
+    emscripten_webgl_get_drawing_buffer_size(gl1.context, &width, &height);
+    if (width != r.width || height != r.height) thin_raster_resize(&r, width, height);
+    const int *vp = s.viewport;
+    int clip[4] = {vp[0], vp[1], vp[0] + vp[2], vp[1] + vp[3]};
+    if (s.scissor_test) {
+        const int *sc = s.scissor;
+        clip[0] = std::max(clip[0], sc[0]), clip[1] = std::max(clip[1], sc[1]);
+        clip[2] = std::min(clip[2], sc[0] + sc[2]), clip[3] = std::min(clip[3], sc[1] + sc[3]);
+    }
+    r.clip[0] = std::max(clip[0], 0), r.clip[1] = std::max(clip[1], 0);
+    r.clip[2] = std::min(clip[2], width), r.clip[3] = std::min(clip[3], height);
+    float ax, ay, bx, by;
+    if (mode == GL_POINTS) {
+        for (size_t i = 0; i < count; i++) {
+            if (!within_depth(mf, v[i])) continue;
+            window_position(mf, v[i], &ax, &ay);
+            thin_raster_point(&r, ax, ay, v[i].rgba);
+        }
+        return true;
+    }
+    for (size_t i = 0; i + 1 < count; i += 2) {
+        if (!within_depth(mf, v[i])) continue;
+        window_position(mf, v[i], &ax, &ay);
+        window_position(mf, v[i + 1], &bx, &by);
+        thin_raster_line(&r, ax, ay, bx, by, v[i].rgba);
+    }
+    return true;
+}
+
+// What the CPU drew goes to the canvas before anything else is drawn, read or shown.
+static void flush_drawing()
+{
+    make_pending_clear();
+    show_thin();
+}
+
+bool gl1_drawing_unshown() { return gl1.unshown; }
+
+void gl1_present()
+{
+    if (!gl1.open) return;
+    flush_drawing();
+    gl1.unshown = false;
+    page_show_canvas();
+    // Waits of a millisecond, at most 1 s in all (a hidden page has no display frames): the
+    // program's end after a wait of another kind would not reach the page (Module.onExit).
+    double start = emscripten_get_now();
+    while (!page_canvas_shown() && emscripten_get_now() - start < 1000) emscripten_sleep(1);
+}
+
 static void draw(GLenum mode, const gl1_vertex *v, size_t count)
 {
     if (count == 0) return;
+    gl1.unshown = true;
+    if (draw_thin(mode, v, count)) return;
     // Quads become two triangles each (0 1 2, 0 2 3); a quad strip is a triangle strip.
     if (mode == GL_QUADS) {
         count -= count % 4;
@@ -451,6 +548,7 @@ static void draw(GLenum mode, const gl1_vertex *v, size_t count)
         mode = GL_TRIANGLE_FAN;
     }
     if (count == 0) return;
+    flush_drawing();
     apply_state();
     double m[16];
     memcpy(m, gl1.projection[gl1.projection_depth], sizeof m);
@@ -651,11 +749,11 @@ void glViewport(GLint x, GLint y, GLsizei w, GLsizei h)
 
 void glClear(GLbitfield mask)
 {
-    apply_state();
-    const float *c = gl1.s.clear_colour;
-    emscripten_glClearColor(c[0], c[1], c[2], c[3]);
-    emscripten_glClearDepthf((float)gl1.s.clear_depth);
-    emscripten_glClear(mask & (GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT));
+    mask &= GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT;
+    if (!mask) return;
+    flush_drawing();
+    gl1.clear_mask = mask;
+    gl1.clear_state = gl1.s;
 }
 
 void glPointSize(GLfloat size) { gl1.s.point_size = size; }
@@ -909,6 +1007,7 @@ void glPixelStorei(GLenum name, GLint value)
 void glReadPixels(GLint x, GLint y, GLsizei w, GLsizei h, GLenum format, GLenum, void *pixels)
 {
     if (w <= 0 || h <= 0) return;
+    flush_drawing();
     unsigned char *rgba = (unsigned char *)malloc((size_t)w * h * 4);
     emscripten_glReadPixels(x, y, w, h, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
     int c = components_of_format(format);

@@ -160,7 +160,6 @@ void follow_browser_window()
     int width = page_width(), height = page_height();
     if (width <= 0 || height <= 0 || (width == screen_width && height == screen_height)) return;
     page_prepare_canvas(width, height, !windowed, nullptr);
-    gl1_resize(width, height);
     resize_view(width, height);
 }
 
