@@ -34,9 +34,11 @@ function serve(dir) {
   return new Promise((resolve) => server.listen(0, '127.0.0.1', () => resolve(server)));
 }
 
-const launch = () => chromium.launch({
+// WebGL and the page's compositing on SwiftShader; with `webglOnly`, WebGL on SwiftShader and
+// the page composited in software, as Chromium does on a machine without a usable GPU.
+const launch = (webglOnly) => chromium.launch({
   executablePath: process.env.FENTRA_CHROMIUM || '/usr/bin/chromium',
-  args: ['--no-sandbox', '--use-angle=swiftshader', '--enable-unsafe-swiftshader'],
+  args: ['--no-sandbox', webglOnly ? '--use-angle=swiftshader-webgl' : '--use-angle=swiftshader', '--enable-unsafe-swiftshader'],
 });
 
 // ---- Pictures: PNG and BMP into RGB rows from the top --------------------------------------
@@ -298,8 +300,9 @@ const configurations = [
   { name: 'luminous particles', keys: ['l'] },
 ];
 
-async function bench(browser, base) {
+async function bench(browser, base, mode) {
   const seconds = +(process.env.FENTRA_BENCH_SECONDS || 5);
+  console.log(mode);
   for (const c of configurations) {
     const page = await browser.newPage({ viewport: { width: W, height: H } });
     await page.goto(base);
@@ -312,7 +315,7 @@ async function bench(browser, base) {
     const [frames, shown] = await page.evaluate(() => [Module.frame_times, Module.shown_times]);
     const gaps = frames.slice(1).map((t, i) => t - frames[i]).sort((a, b) => a - b);
     const at = (q) => gaps[Math.min(gaps.length - 1, Math.floor(q * gaps.length))];
-    console.log(`${c.name}: median frame interval ${at(0.5).toFixed(1)} ms (p90 ${at(0.9).toFixed(1)} ms), ` +
+    console.log(`  ${c.name}: median frame interval ${at(0.5).toFixed(1)} ms (p90 ${at(0.9).toFixed(1)} ms), ` +
       `${frames.length} frames drawn and ${shown.length} shown on the canvas in ${seconds} s`);
     await page.close();
   }
@@ -321,10 +324,14 @@ async function bench(browser, base) {
 (async () => {
   const server = await serve(buildDir);
   const base = `http://127.0.0.1:${server.address().port}/`;
-  const browser = await launch();
+  let browser = await launch(false);
   try {
-    if (second === '--bench') await bench(browser, base);
-    else {
+    if (second === '--bench') {
+      await bench(browser, base, 'WebGL and compositing on SwiftShader:');
+      await browser.close();
+      browser = await launch(true);
+      await bench(browser, base, 'WebGL on SwiftShader, the page composited in software (no usable GPU):');
+    } else {
       await compareScenes(browser, base, second);
       await playProgram(browser, base);
     }

@@ -132,6 +132,12 @@ struct gl1_attribs {
     float texcoord[2];
 };
 
+// A shader pair and where its uniforms are.
+struct gl1_program {
+    GLuint id;
+    GLint u_matrix, u_point_size, u_points, u_viewport, u_lod_bias;
+};
+
 struct client_array {
     bool enabled;
     int size;
@@ -150,8 +156,9 @@ static struct {
     GLuint thin_texture;                // ... and the texture that shows them
     int thin_texture_size[2];
     std::vector<unsigned char> thin_staging;
-    GLuint program, vertex_buffer, vertex_array;
-    GLint u_matrix, u_point_size, u_points, u_viewport, u_textured, u_lod_bias, u_texture;
+    gl1_program programs[2];            // plain and textured
+    int program_in_use;                 // -1 before the first draw
+    GLuint vertex_buffer, vertex_array;
 
     gl1_attribs s;                      // the current state
     gl1_attribs attrib_stack[ATTRIB_DEPTH];
@@ -227,15 +234,19 @@ static const char vertex_source[] =
     "  v_colour = a_colour; v_texcoord = a_texcoord;\n"
     "}\n";
 
-// GL_MODULATE: the texel times the vertex colour.
-static const char fragment_source[] =
+// The vertex colour, or with a texture GL_MODULATE: the texel times the vertex colour. Two
+// programs, as a CPU renderer would pay for the texture's code on every pixel of a fill.
+static const char plain_fragment_source[] =
     "#version 300 es\n"
     "precision highp float;\n"
-    "uniform sampler2D u_texture; uniform bool u_textured; uniform float u_lod_bias;\n"
+    "in vec4 v_colour; out vec4 colour;\n"
+    "void main() { colour = v_colour; }\n";
+static const char textured_fragment_source[] =
+    "#version 300 es\n"
+    "precision highp float;\n"
+    "uniform sampler2D u_texture; uniform float u_lod_bias;\n"
     "in vec4 v_colour; in vec2 v_texcoord; out vec4 colour;\n"
-    "void main() {\n"
-    "  colour = u_textured ? v_colour * texture(u_texture, v_texcoord, u_lod_bias) : v_colour;\n"
-    "}\n";
+    "void main() { colour = v_colour * texture(u_texture, v_texcoord, u_lod_bias); }\n";
 
 static GLuint compile(GLenum kind, const char *source)
 {
@@ -243,6 +254,36 @@ static GLuint compile(GLenum kind, const char *source)
     emscripten_glShaderSource(shader, 1, &source, nullptr);
     emscripten_glCompileShader(shader);
     return shader;
+}
+
+static bool link(gl1_program *p, GLuint vertex_shader, const char *fragment_source)
+{
+    p->id = emscripten_glCreateProgram();
+    emscripten_glAttachShader(p->id, vertex_shader);
+    emscripten_glAttachShader(p->id, compile(GL_FRAGMENT_SHADER, fragment_source));
+    emscripten_glBindAttribLocation(p->id, 0, "a_position");
+    emscripten_glBindAttribLocation(p->id, 1, "a_colour");
+    emscripten_glBindAttribLocation(p->id, 2, "a_texcoord");
+    emscripten_glLinkProgram(p->id);
+    GLint linked = 0;
+    emscripten_glGetProgramiv(p->id, GL_LINK_STATUS, &linked);
+    if (!linked) return false;
+    emscripten_glUseProgram(p->id);
+    p->u_matrix = emscripten_glGetUniformLocation(p->id, "u_matrix");
+    p->u_point_size = emscripten_glGetUniformLocation(p->id, "u_point_size");
+    p->u_points = emscripten_glGetUniformLocation(p->id, "u_points");
+    p->u_viewport = emscripten_glGetUniformLocation(p->id, "u_viewport");
+    p->u_lod_bias = emscripten_glGetUniformLocation(p->id, "u_lod_bias");
+    emscripten_glUniform1i(emscripten_glGetUniformLocation(p->id, "u_texture"), 0);
+    return true;
+}
+
+// Makes program 0 (plain) or 1 (textured) current, and returns it.
+static const gl1_program &use(int which)
+{
+    if (gl1.program_in_use != which) emscripten_glUseProgram(gl1.programs[which].id);
+    gl1.program_in_use = which;
+    return gl1.programs[which];
 }
 
 // clang-format off
@@ -275,25 +316,11 @@ bool gl1_open(const char *canvas_selector, int width, int height)
         return false;
     gl1.context = context;
 
-    gl1.program = emscripten_glCreateProgram();
-    emscripten_glAttachShader(gl1.program, compile(GL_VERTEX_SHADER, vertex_source));
-    emscripten_glAttachShader(gl1.program, compile(GL_FRAGMENT_SHADER, fragment_source));
-    emscripten_glBindAttribLocation(gl1.program, 0, "a_position");
-    emscripten_glBindAttribLocation(gl1.program, 1, "a_colour");
-    emscripten_glBindAttribLocation(gl1.program, 2, "a_texcoord");
-    emscripten_glLinkProgram(gl1.program);
-    GLint linked = 0;
-    emscripten_glGetProgramiv(gl1.program, GL_LINK_STATUS, &linked);
-    if (!linked) return false;
-    emscripten_glUseProgram(gl1.program);
-    gl1.u_matrix = emscripten_glGetUniformLocation(gl1.program, "u_matrix");
-    gl1.u_point_size = emscripten_glGetUniformLocation(gl1.program, "u_point_size");
-    gl1.u_points = emscripten_glGetUniformLocation(gl1.program, "u_points");
-    gl1.u_viewport = emscripten_glGetUniformLocation(gl1.program, "u_viewport");
-    gl1.u_textured = emscripten_glGetUniformLocation(gl1.program, "u_textured");
-    gl1.u_lod_bias = emscripten_glGetUniformLocation(gl1.program, "u_lod_bias");
-    gl1.u_texture = emscripten_glGetUniformLocation(gl1.program, "u_texture");
-    emscripten_glUniform1i(gl1.u_texture, 0);
+    GLuint vertex_shader = compile(GL_VERTEX_SHADER, vertex_source);
+    if (!link(&gl1.programs[0], vertex_shader, plain_fragment_source) ||
+        !link(&gl1.programs[1], vertex_shader, textured_fragment_source))
+        return false;
+    gl1.program_in_use = 1;
 
     emscripten_glGenVertexArrays(1, &gl1.vertex_array);
     emscripten_glBindVertexArray(gl1.vertex_array);
@@ -444,10 +471,10 @@ static void show_thin()
     emscripten_glDisable(GL_DEPTH_TEST);
     emscripten_glDisable(GL_SCISSOR_TEST);
     emscripten_glViewport(0, 0, r.width, r.height);
-    emscripten_glUniformMatrix4fv(gl1.u_matrix, 1, GL_FALSE, to_clip);
-    emscripten_glUniform1i(gl1.u_points, 0);
-    emscripten_glUniform1i(gl1.u_textured, 1);
-    emscripten_glUniform1f(gl1.u_lod_bias, 0);
+    const gl1_program &p = use(1);
+    emscripten_glUniformMatrix4fv(p.u_matrix, 1, GL_FALSE, to_clip);
+    emscripten_glUniform1i(p.u_points, 0);
+    emscripten_glUniform1f(p.u_lod_bias, 0);
     emscripten_glBufferData(GL_ARRAY_BUFFER, (long)sizeof q, q, GL_STREAM_DRAW);
     emscripten_glDrawArrays(GL_TRIANGLES, 0, 6);
     thin_raster_erase(&r);
@@ -551,21 +578,20 @@ static void draw(GLenum mode, const gl1_vertex *v, size_t count)
     flush_drawing();
     apply_state();
     double m[16];
-    memcpy(m, gl1.projection[gl1.projection_depth], sizeof m);
-    multiply(m, gl1.modelview[gl1.modelview_depth]);
+    multiplied_matrix(m);
     float mf[16];
     for (int i = 0; i < 16; i++) mf[i] = (float)m[i];
-    emscripten_glUniformMatrix4fv(gl1.u_matrix, 1, GL_FALSE, mf);
-    emscripten_glUniform1f(gl1.u_point_size, gl1.s.point_size);
-    emscripten_glUniform1i(gl1.u_points, mode == GL_POINTS);
-    const int *view = gl1.s.viewport;
-    emscripten_glUniform4f(gl1.u_viewport, (float)view[0], (float)view[1], (float)view[2], (float)view[3]);
     gl1_texture *t = bound_texture();
     bool textured = gl1.s.texture_2d && t && t->webgl && t->rgba[0];
-    emscripten_glUniform1i(gl1.u_textured, textured);
+    const gl1_program &p = use(textured);
+    emscripten_glUniformMatrix4fv(p.u_matrix, 1, GL_FALSE, mf);
+    emscripten_glUniform1f(p.u_point_size, gl1.s.point_size);
+    emscripten_glUniform1i(p.u_points, mode == GL_POINTS);
+    const int *view = gl1.s.viewport;
+    emscripten_glUniform4f(p.u_viewport, (float)view[0], (float)view[1], (float)view[2], (float)view[3]);
     if (textured) {
         emscripten_glBindTexture(GL_TEXTURE_2D, t->webgl);
-        emscripten_glUniform1f(gl1.u_lod_bias, t->lod_bias);
+        emscripten_glUniform1f(p.u_lod_bias, t->lod_bias);
     }
     emscripten_glBufferData(GL_ARRAY_BUFFER, (long)(count * sizeof(gl1_vertex)), v, GL_STREAM_DRAW);
     emscripten_glDrawArrays(mode, 0, (GLsizei)count);
