@@ -11,6 +11,8 @@
 #include <cstring>
 
 int ortho_mode = 1;
+int screen_width = 0, screen_height = 0;          // the drawing area, in pixels
+int window_offset_x = 0, window_offset_y = 0;     // its place on the desktop
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Plain matrix arithmetic

@@ -1,6 +1,6 @@
-// Mouse and typed-text state that both platforms' event pumps fill by the same rules: the
-// mouse position and buttons with the click suppression of a new window, and the queue of
-// typed characters.
+// Input state that both platforms' event pumps fill by the same rules: the mouse position and
+// buttons with the click suppression of a new window, the queue of typed characters, the
+// request to quit and the program's gesture handler.
 #include "Morvane/gfx_opengl.h"
 #include "Morvane/gfx_opengl/gfx_internal.h"
 
@@ -12,6 +12,8 @@ unsigned mouse_buttons_previous = 0;
 unsigned mouse_raw_buttons = 0;
 int mouse_click_suppressed = 1;   // a button held while the window opens is ignored
 char typed_text[500];
+int quit_requested = 0;
+void (*gesture_handler)(unsigned long long wparam, long long lparam) = nullptr;
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Typed text

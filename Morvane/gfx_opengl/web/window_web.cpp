@@ -17,13 +17,6 @@
 #include <cstring>
 #include <unistd.h>
 
-int screen_width = 0;
-int screen_height = 0;
-int window_offset_x = 0, window_offset_y = 0;
-void *window_icon = nullptr;
-void (*gesture_handler)(unsigned long long wparam, long long lparam) = nullptr;
-int quit_requested = 0;
-
 static struct {
     bool open;
     bool follows_browser_window;   // full screen: the canvas is resized with the browser window
