@@ -27,10 +27,9 @@ fi
 
 build_dir=${FENTRA_FUZZ_BUILD_DIR:-build-fuzz}
 mkdir -p "$build_dir"
-# The fuzz targets are built with -Werror themselves; the rest of the tree keeps warnings as
-# errors in the main g++ build only.
+# Warnings are errors here too, as in the main g++ build.
 cmake -S . -B "$build_dir" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-  -DFENTRA_FUZZ=ON > "$build_dir/configure.log" 2>&1 || { cat "$build_dir/configure.log"; exit 1; }
+  -DFENTRA_FUZZ=ON -DFENTRA_WERROR=ON > "$build_dir/configure.log" 2>&1 || { cat "$build_dir/configure.log"; exit 1; }
 cmake --build "$build_dir" --target "${targets[@]/#/fuzz_}"
 
 fuzz_dir=$build_dir/tests/fuzz

@@ -101,8 +101,13 @@ void generate_mipmaps(unsigned target)
 // One output row from a pair of source rows, for a known texel size C: with the texel
 // loop unrolled and the cost model that accepts a loop tail, the compiler processes 16
 // bytes at a time for 1, 2 and 4 components (3-byte texels stay one at a time).
+#if defined(__GNUC__) && !defined(__clang__)
+#define VECTORISE_WITH_TAIL __attribute__((optimize("vect-cost-model=dynamic")))
+#else
+#define VECTORISE_WITH_TAIL   // clang has no per-function cost model to choose
+#endif
 template <int C>
-__attribute__((optimize("vect-cost-model=dynamic")))
+VECTORISE_WITH_TAIL
 static void halve_row(const unsigned char *__restrict a, const unsigned char *__restrict b,
                       unsigned char *__restrict d, int out_width)
 {
