@@ -1,9 +1,9 @@
 // Fentra in a browser: Debian's Chromium, headless on its CPU renderer (SwiftShader), driven
 // by playwright-core, with the web build served on 127.0.0.1.
 //   node browser_test.js <web build dir> <desktop scenes dir> [<pictures dir>]
-//     the scenes on the canvas against the desktop's pictures, then the program's start, keys,
-//     screenshot download and end; failing pictures (and the browser's pictures of the keys)
-//     are kept in <pictures dir> when given
+//     the GL layer's checks, the scenes on the canvas against the desktop's pictures, then the
+//     program's start, keys, screenshot download and end; failing pictures (and the browser's
+//     pictures of the keys) are kept in <pictures dir> when given
 //   node browser_test.js <web build dir> --bench
 //     the median interval between frames for three configurations at 1920x1080
 'use strict';
@@ -183,6 +183,21 @@ async function compareScenes(browser, base, desktopDir) {
   await page.close();
 }
 
+// ---- The GL layer's own behaviours (gl1_check.cpp, which also runs on the desktop) ----------
+async function checkGlLayer(browser, base) {
+  const page = await browser.newPage({ viewport: { width: 256, height: 256 } });
+  const lines = [];
+  page.on('console', (m) => lines.push(m.text()));
+  await page.goto(base + 'gl1_check.html');
+  try {
+    const start = Date.now();
+    while (!lines.some((l) => l.startsWith('gl1 check:')) && Date.now() - start < 60000) await sleep(100);
+  } finally { await page.close(); }
+  const cases = lines.filter((l) => /^(ok|FAIL): /.test(l));
+  if (cases.length === 0) fail('the GL layer check printed no case: ' + lines.join(' | '));
+  for (const l of cases) (l.startsWith('ok') ? pass : fail)('GL layer: ' + l.replace(/^(ok|FAIL): /, ''));
+}
+
 // ---- The program: start, keys, screenshot download, end ------------------------------------
 const white = (r, g, b) => r === 255 && g === 255 && b === 255;
 const grey = (r, g, b) => r === 128 && g === 128 && b === 128;
@@ -332,6 +347,7 @@ async function bench(browser, base, mode) {
       browser = await launch(true);
       await bench(browser, base, 'WebGL on SwiftShader, the page composited in software (no usable GPU):');
     } else {
+      await checkGlLayer(browser, base);
       await compareScenes(browser, base, second);
       await playProgram(browser, base);
     }

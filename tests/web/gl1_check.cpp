@@ -1,0 +1,135 @@
+// GL 1.x behaviours that the web platform's own GL layer must keep, checked by reading pixels
+// back: a clear waits for the next draw yet keeps its order and its scissor box, and the
+// batches drawn on the CPU keep the depth test, shading, scissor box and far plane as GL does.
+// The same program runs on the desktop's GL, which shows that the expectations are GL's.
+// Prints "ok: ..." or "FAIL: ..." a case, then "gl1 check: N failed"; exits with 1 on a failure.
+#include "Morvane/gfx_opengl.h"
+
+#include <GL/gl.h>
+
+#include <cstdio>
+
+enum { W = 256, H = 256, MANY = 300 };   // MANY vertices: a batch the CPU draws
+
+static unsigned pixel(int x, int y)
+{
+    unsigned char rgb[4] = {};
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(x, y, 1, 1, GL_RGB, GL_UNSIGNED_BYTE, rgb);
+    return (unsigned)rgb[0] << 16 | (unsigned)rgb[1] << 8 | rgb[2];
+}
+
+static void clear_to(float r, float g, float b)
+{
+    glClearColor(r, g, b, 0);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+}
+
+// MANY white points, on pixel centres from (x0, y0) in steps of `step`, 20 to a row.
+static void white_points(float x0, float y0, float step, float z = 0)
+{
+    glColor3ub(255, 255, 255);
+    glBegin(GL_POINTS);
+    for (int i = 0; i < MANY; i++) glVertex3f(x0 + (float)(i % 20) * step, y0 + (float)(i / 20) * step, z);
+    glEnd();
+}
+
+static void grey_line(float x1, float y1, float x2, float y2)
+{
+    glColor3ub(128, 128, 128);
+    glBegin(GL_LINES);
+    glVertex2f(x1, y1), glVertex2f(x2, y2);
+    glEnd();
+}
+
+static bool clear_comes_before_later_points()
+{
+    clear_to(1, 0, 0);
+    white_points(10.5f, 10.5f, 2);
+    return pixel(10, 10) == 0xFFFFFF && pixel(11, 10) == 0xFF0000;
+}
+
+static bool clear_keeps_its_scissor_box()
+{
+    clear_to(0, 0, 1);
+    glEnable(GL_SCISSOR_TEST);
+    glScissor(0, 0, 20, 20);
+    clear_to(0, 1, 0);
+    glDisable(GL_SCISSOR_TEST);
+    grey_line(0.5f, 200.5f, 255.5f, 200.5f);
+    return pixel(10, 10) == 0x00FF00 && pixel(100, 100) == 0x0000FF;
+}
+
+static bool depth_test_keeps_the_line_drawn_first()
+{
+    clear_to(0, 0, 0);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_LESS);
+    grey_line(0.5f, 50.5f, 255.5f, 50.5f);
+    white_points(10.5f, 40.5f, 5);   // rows 40, 45, 50, ...
+    glDisable(GL_DEPTH_TEST);
+    return pixel(10, 50) == 0x808080 && pixel(10, 45) == 0xFFFFFF;
+}
+
+static bool lines_shade_from_end_to_end()
+{
+    clear_to(0, 0, 0);
+    glBegin(GL_LINES);
+    glColor3ub(255, 0, 0), glVertex2f(0.5f, 120.5f);
+    glColor3ub(0, 0, 255), glVertex2f(255.5f, 120.5f);
+    glColor3ub(255, 255, 255);
+    for (int i = 1; i < MANY / 2; i++) glVertex2f(0.5f, 200.5f), glVertex2f(50.5f, 200.5f);
+    glEnd();
+    unsigned middle = pixel(128, 120);
+    unsigned red = middle >> 16, blue = middle & 255;
+    return red > 60 && red < 200 && blue > 60 && blue < 200;
+}
+
+static bool points_keep_to_the_scissor_box()
+{
+    clear_to(0, 0, 0);
+    glEnable(GL_SCISSOR_TEST);
+    glScissor(100, 100, 50, 50);
+    white_points(80.5f, 80.5f, 5);
+    glDisable(GL_SCISSOR_TEST);
+    return pixel(85, 85) == 0 && pixel(120, 120) == 0xFFFFFF;
+}
+
+static bool points_beyond_the_far_plane_are_not_drawn()
+{
+    clear_to(0, 0, 0);
+    white_points(10.5f, 10.5f, 2, -2);   // window depth beyond 1 under glOrtho(..., -1, 1)
+    white_points(11.5f, 11.5f, 2, 0.5f);
+    return pixel(10, 10) == 0 && pixel(11, 11) == 0xFFFFFF;
+}
+
+int main()
+{
+    windowed = 1;
+    if (!graphics_open(W, H, "gl1 check", nullptr)) return 1;
+    glViewport(0, 0, W, H);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0, W, 0, H, -1, 1);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    glDisable(GL_BLEND), glDisable(GL_TEXTURE_2D), glDisable(GL_DEPTH_TEST);
+    glPointSize(1), glLineWidth(1);
+    static const struct { const char *name; bool (*check)(); } cases[] = {
+        {"a clear waits for the next draw and comes before it", clear_comes_before_later_points},
+        {"a clear keeps the scissor box it was asked with", clear_keeps_its_scissor_box},
+        {"many points keep the depth test", depth_test_keeps_the_line_drawn_first},
+        {"many lines shade from one end's colour to the other's", lines_shade_from_end_to_end},
+        {"many points keep to the scissor box", points_keep_to_the_scissor_box},
+        {"many points beyond the far plane are not drawn", points_beyond_the_far_plane_are_not_drawn},
+    };
+    int failed = 0;
+    for (const auto &c : cases) {
+        bool ok = c.check();
+        failed += !ok;
+        printf("%s: %s\n", ok ? "ok" : "FAIL", c.name);
+    }
+    printf("gl1 check: %d failed\n", failed);
+    fflush(stdout);
+    return failed ? 1 : 0;
+}
