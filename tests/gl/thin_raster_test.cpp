@@ -2,6 +2,7 @@
 // direction and length, and points on and off the pixel grid.
 #include "gl_fixture.h"
 #include "Morvane/gfx_opengl/web/thin_raster.h"
+#include "../web/window_coordinates.h"
 
 #include <cstdlib>
 #include <random>
@@ -43,17 +44,9 @@ static std::vector<unsigned char> gl_rows_from_bottom()
     return rgb;
 }
 
-static void window_coordinates()
+static void fresh_picture()
 {
-    glViewport(0, 0, W, H);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glOrtho(0, W, 0, H, -1, 1);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-    glDisable(GL_BLEND), glDisable(GL_DEPTH_TEST), glDisable(GL_TEXTURE_2D), glDisable(GL_SCISSOR_TEST);
-    glDisable(GL_LINE_SMOOTH), glDisable(GL_POINT_SMOOTH);
-    glLineWidth(1), glPointSize(1);
+    window_coordinates(W, H);
     glClearColor(0, 0, 0, 0);
     glClear(GL_COLOR_BUFFER_BIT);
     glColor3ub(255, 255, 255);
@@ -64,7 +57,7 @@ TEST(thin_raster, lines_light_the_pixels_gl_lights)
     std::mt19937 rng(7);
     int total = 0, lit = 0;
     for (int round = 0; round < 6; round++) {
-        window_coordinates();
+        fresh_picture();
         thin_raster r = {};
         thin_raster_resize(&r, W, H);
         glBegin(GL_LINES);
@@ -91,7 +84,7 @@ TEST(thin_raster, lines_light_the_pixels_gl_lights)
 TEST(thin_raster, points_light_the_pixel_that_holds_them_and_stay_in_the_clip)
 {
     std::mt19937 rng(11);
-    window_coordinates();
+    fresh_picture();
     thin_raster r = {};
     thin_raster_resize(&r, W, H);
     glBegin(GL_POINTS);

@@ -4,6 +4,7 @@
 // The same program runs on the desktop's GL, which shows that the expectations are GL's.
 // Prints "ok: ..." or "FAIL: ..." a case, then "gl1 check: N failed"; exits with 1 on a failure.
 #include "Morvane/gfx_opengl.h"
+#include "window_coordinates.h"
 
 #include <GL/gl.h>
 
@@ -107,14 +108,7 @@ int main()
 {
     windowed = 1;
     if (!graphics_open(W, H, "gl1 check", nullptr)) return 1;
-    glViewport(0, 0, W, H);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glOrtho(0, W, 0, H, -1, 1);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-    glDisable(GL_BLEND), glDisable(GL_TEXTURE_2D), glDisable(GL_DEPTH_TEST);
-    glPointSize(1), glLineWidth(1);
+    window_coordinates(W, H);
     static const struct { const char *name; bool (*check)(); } cases[] = {
         {"a clear waits for the next draw and comes before it", clear_comes_before_later_points},
         {"a clear keeps the scissor box it was asked with", clear_keeps_its_scissor_box},
