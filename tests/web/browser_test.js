@@ -188,11 +188,9 @@ async function checkGlLayer(browser, base) {
   const page = await browser.newPage({ viewport: { width: 256, height: 256 } });
   const lines = [];
   page.on('console', (m) => lines.push(m.text()));
+  const done = page.waitForEvent('console', { predicate: (m) => m.text().startsWith('gl1 check:'), timeout: 60000 });
   await page.goto(base + 'gl1_check.html');
-  try {
-    const start = Date.now();
-    while (!lines.some((l) => l.startsWith('gl1 check:')) && Date.now() - start < 60000) await sleep(100);
-  } finally { await page.close(); }
+  await done.catch(() => {}).finally(() => page.close());
   const cases = lines.filter((l) => /^(ok|FAIL): /.test(l));
   if (cases.length === 0) fail('the GL layer check printed no case: ' + lines.join(' | '));
   for (const l of cases) (l.startsWith('ok') ? pass : fail)('GL layer: ' + l.replace(/^(ok|FAIL): /, ''));

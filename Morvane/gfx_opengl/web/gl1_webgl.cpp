@@ -157,7 +157,6 @@ static struct {
     thin_raster thin;                   // thin points and lines drawn on the CPU, not yet shown
     GLuint thin_texture;                // ... and the texture that shows them
     int thin_texture_size[2];
-    std::vector<unsigned char> thin_staging;
     gl1_program programs[2];            // plain and textured
     int program_in_use;                 // -1 before the first draw
     GLuint vertex_buffer, vertex_array;
@@ -474,11 +473,12 @@ static void show_thin()
         emscripten_glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
         gl1.thin_texture_size[0] = r.width, gl1.thin_texture_size[1] = r.height;
     }
-    gl1.thin_staging.resize((size_t)w * h * 4);
-    for (int y = 0; y < h; y++)
-        memcpy(&gl1.thin_staging[(size_t)y * w * 4], r.rgba + ((size_t)(b[1] + y) * r.width + b[0]) * 4, (size_t)w * 4);
+    // The box is read straight out of the whole picture, a row being the picture's width.
     emscripten_glBindTexture(GL_TEXTURE_2D, gl1.thin_texture);
-    emscripten_glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, gl1.thin_staging.data());
+    emscripten_glPixelStorei(GL_UNPACK_ROW_LENGTH, r.width);
+    emscripten_glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE,
+                               r.rgba + ((size_t)b[1] * r.width + b[0]) * 4);
+    emscripten_glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
 
     // Drawn pixels have alpha 1 and replace the canvas's; the others leave it as it is.
     const float tw = (float)gl1.thin_texture_size[0], th = (float)gl1.thin_texture_size[1];
