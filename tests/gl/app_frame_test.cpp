@@ -60,6 +60,7 @@ TEST_F(Frame, KoraKeepsTheBeamOneFrameThenMakesItsKVBeamAndLeavingSetsSpeedOne)
         {'I', {beam_none, 0, true, false, 1}},     // KORA is current from the end of the frame
         {0, {beam_kv, 1, true, true, 1}},
         {VK_ADD, {beam_none, 0, true, true, 2}},   // the beam is made once only
+        {VK_SUBTRACT, {beam_none, 0, true, true, 1}},
         {'I', {beam_none, 0, false, true, 1}},     // leaving KORA sets speed one
     };
     for (const auto &s : steps) {

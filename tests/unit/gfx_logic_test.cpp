@@ -170,7 +170,7 @@ TEST(screenshot, file_names)
         free(got);
     }
     char name[64];
-    for (auto [t, want] : {std::pair{12.0, "F_00040.bmp"}, {0.3, "F_00001.bmp"}, {30000.3, "F_00001.bmp"}}) {
+    for (auto [t, want] : {std::pair{12.0, "F_00040.bmp"}, {0.3, "F_00001.bmp"}, {3000.45, "F_10001.bmp"}, {30000.3, "F_00001.bmp"}}) {
         screenshot_name(name, sizeof name, "F", t);   // the clock in steps of 0.3 s, wrapping at 30000 s
         EXPECT_STREQ(name, want) << "t = " << t;
     }

@@ -155,6 +155,19 @@ TEST(tracking, golden_run_is_the_same_on_every_processor)
     EXPECT_EQ(hash, 7822282742663518481u);
 }
 
+// The pipe's edge: a particle exactly on the 0.07 m radius stays, one a hair outside is lost.
+TEST(tracking, a_particle_exactly_on_the_pipe_stays)
+{
+    struct row { double x, y; bool stays; };
+    const row rows[] = {{0.07, 0, true}, {0, -0.07, true}, {0.0700000000000001, 0, false}, {0.0495, 0.0495, false}};
+    for (const row &r : rows) {
+        fresh({{r.x, r.y, 0, 0, 1}});
+        set_step({0, 0, 0, 0, 0}, 0.01, 0, false, 0);
+        track_step();
+        EXPECT_EQ(sim.particle_count, r.stays ? 1 : 0) << "at (" << r.x << ", " << r.y << ")";
+    }
+}
+
 TEST(tracking, step_length_follows_the_frame_time_and_stops_just_past_the_element)
 {
     struct row { double elapsed, speed, distance; bool shift; double ds; };
@@ -181,12 +194,20 @@ TEST(beam, every_kind_has_its_shape_and_scale)
     for (const row &r : rows) {
         fresh();
         make_beam(r.kind);
-        double least = 10, most = 0, sum_x2 = 0, sum_y2 = 0, angles = 0;
+        double least = 10, most = 0, sum_x2 = 0, sum_y2 = 0, angles = 0, mean[4] = {};
+        int quadrant[8] = {};
         for (int i = 0; i < sim.particle_count; i++) {
             double a = beam_x[i] / cell[0], b = beam_y[i] / cell[1], c = beam_xp[i] / cell[2], d = beam_yp[i] / cell[3];
             double q = a * a + b * b + c * c + d * d;
             least = fmin(least, q), most = fmax(most, q), sum_x2 += a * a, sum_y2 += b * b, angles += c * c + d * d;
+            for (int k = 0; k < 4; k++) mean[k] += (k < 2 ? (k ? b : a) : (k == 2 ? c : d)) / 10000;
+            quadrant[(a > 0) + 2 * (b > 0)]++, quadrant[4 + (c > 0) + 2 * (d > 0)]++;
         }
+        // Every kind is symmetric about the axis: means near 0 and a quarter of the beam in each
+        // quadrant of (x, y) and of (x', y'), within five standard errors of 10,000 draws.
+        for (int k = 0; k < 4; k++) EXPECT_LT(fabs(mean[k]), 0.03) << "kind " << r.kind << " mean " << k;
+        for (int k = 0; k < (r.rms ? 8 : 4); k++)
+            EXPECT_NEAR(quadrant[k], 2500, 220) << "kind " << r.kind << " quadrant " << k;
         const double rx = sqrt(sum_x2 / 10000), ry = sqrt(sum_y2 / 10000);
         EXPECT_TRUE(sim.particle_count == 10000 && least >= r.least_from && least <= r.least_to &&
                     most >= r.most_from && most <= r.most_to &&
@@ -265,8 +286,8 @@ TEST(collective, luminosity_its_reading_texts_and_bar_and_the_scraper)
     EXPECT_STREQ(text, "BEAM LOSS: 0.01%");
 
     fresh();
-    for (double L : {3e30, 1e30, (double)NAN}) update_peak_luminosity(L);
-    EXPECT_EQ(sim.peak_luminosity, 3e30) << "the peak only rises";
+    for (double L : {3e30, 1e30, (double)NAN, 3.001e30}) update_peak_luminosity(L);
+    EXPECT_EQ(sim.peak_luminosity, 3.001e30) << "the peak only rises, and follows every new maximum";
 
     // The bar's edges and peak mark, and the scraper's steps of 0.5 mm inside [0, 0.07].
     luminosity_bar b = luminosity_bar_geometry(1000, 800, 1.875e33, 3e33);

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <string>
 #include <tuple>
 #include <unistd.h>
@@ -66,7 +67,8 @@ TEST(report_output, progress_warnings_boxes_and_questions)
     EXPECT_EQ(boxes, std::vector<std::string>{"Errr|boxed"});
     EXPECT_EQ(std::make_tuple(lines_in("warnings.log"), lines_in("graphics_error.log")), std::make_tuple(3L, 1L));
     EXPECT_NE(freopen("/dev/null", "r", stdin), nullptr);
-    report_message_box = nullptr;
+    report_message_box = nullptr;   // the box's caption and text then go to standard error
+    EXPECT_EXIT(graphics_fatal("no pixel format"), testing::ExitedWithCode(1), "^Oh sod it: no pixel format\n$");
     std::filesystem::current_path(previous);
     std::filesystem::remove_all(dir);
 }
@@ -108,4 +110,9 @@ TEST(report_calendar, dates_weekdays_and_pictures)
         EXPECT_EQ(format_date(&t, "dddd d MMMM yyyy, ddd', the 'd/M/yy", out, sizeof out), 39);
         EXPECT_STREQ(out, "Wednesday 4 March 2015, Wed, the 4/3/15");
     }
+    // The log's stamp: year, the month's short name, day, then the clock.
+    char stamp[202];
+    report_time_stamp(stamp);
+    EXPECT_TRUE(std::regex_match(stamp, std::regex("[0-9]{4}-(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec)-[0-3][0-9] "
+                                                   "[0-2][0-9]:[0-5][0-9]:[0-6][0-9]"))) << stamp;
 }
