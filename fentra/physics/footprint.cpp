@@ -97,6 +97,13 @@ static void add_plane_steps(int p, const observation &w, const plane_moments &c,
     }
 }
 
+footprint_setup footprint_setup_now(const magnet_settings &keys)
+{
+    return {sim.kora_lattice,      sim.fodo_cell,      sim.space_charge,  sim.momentum_spread,
+            keys.steering,         keys.quad_strength, keys.sextupole,    keys.octupole,
+            keys.solenoid,         element_count,      sim.superperiod_count, sim.superperiod_length};
+}
+
 double particle_tune(int plane, int tag)
 {
     const tune_footprint &f = footprint;

@@ -17,6 +17,9 @@ struct footprint_setup {
     bool operator==(const footprint_setup &) const = default;
 };
 
+// The setup now, with the magnets the keys give (before the lattice changes the quadrupole).
+footprint_setup footprint_setup_now(const magnet_settings &keys);
+
 // A particle's tune is shown once the model's phase over its measured stretch reaches this
 // (about 0.6 of a KORA superperiod in x, a third of a FODO cell).
 constexpr double footprint_min_phase = 1.0;   // rad
