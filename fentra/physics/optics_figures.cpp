@@ -87,8 +87,8 @@ int lattice_figure_lines(const optics_lattice &l, const lattice_optics &o,
         line("phase advance %s: %.2f deg a %s", axis[p], o.plane[p].phase * 180 / std::numbers::pi, per);
     for (int p = 0; p < 2; p++) line("chromaticity %s: %.3f", axis[p], o.chromaticity[p]);
     for (int p = 0; p < 2; p++) line("beta %s at start: %.4f m", axis[p], o.plane[p].beta);
-    // A symmetry point has alpha 0: it reads 0.0000, not -0.0000.
-    for (int p = 0; p < 2; p++) line("alpha %s at start: %.4f", axis[p], o.plane[p].alpha + 0.0);
+    // A symmetry point has alpha 0 (within rounding): it reads 0.0000, not -0.0000.
+    for (int p = 0; p < 2; p++) line("alpha %s at start: %.4f", axis[p], fabs(o.plane[p].alpha) < 5e-5 ? 0.0 : o.plane[p].alpha);
     for (int p = 0; p < 2; p++) line("largest beta %s: %.4f m", axis[p], o.plane[p].beta_max);
     return n;
 }

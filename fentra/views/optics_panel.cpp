@@ -25,7 +25,7 @@ optics_panel_layout layout_optics_panel(int W, int H, bool graphs, int line_heig
 {
     optics_panel_layout l;
     l.line_height = line_height;
-    int right = (int)(0.94 * W) - 6, width = std::min(340, (int)(0.34 * W));
+    int right = (int)(0.94 * W) - 6, width = std::min(310, (int)(0.34 * W));
     int top = 130, bottom = graphs ? H / 2 - 4 : H - 4;
     l.panel = {right - width, top, width, std::max(bottom - top, 0)};
     const int pad = 4, inner = width - 2 * pad;
@@ -41,8 +41,8 @@ optics_panel_layout layout_optics_panel(int W, int H, bool graphs, int line_heig
 
 view_geometry view_beside_panel(view_geometry v, const optics_panel_layout &layout)
 {
-    // The pipe's picture reaches a little past 0.07 m.
-    const double reach = 0.075 * v.pixels_per_metre, room = layout.panel.x - 4;
+    // The pipe's ring reaches a little past 0.07 m.
+    const double reach = 0.072 * v.pixels_per_metre, room = layout.panel.x - 4;
     if (v.centre_x + reach <= room) return v;
     double r = std::min(reach, room / 2);
     v.pixels_per_metre *= r / reach;
