@@ -294,7 +294,10 @@ static void tune_diagram(const panel_rect &r, const optics_model &m)
     // The footprint, then the working point over it.
     set_rgb(0x40FF40);
     glBegin(GL_POINTS);
-    for (int i = 0; i < f.shown; i++) glVertex2d(px(f.qx[i]), py(f.qy[i]));
+    // Tunes past the window (beyond 1.5 from the working point) are left out.
+    for (int i = 0; i < f.shown; i++)
+        if (f.qx[i] >= w.qx0 && f.qx[i] <= w.qx1 && f.qy[i] >= w.qy0 && f.qy[i] <= w.qy1)
+            glVertex2d(px(f.qx[i]), py(f.qy[i]));
     glEnd();
     set_rgb(0xFFFF00);
     glBegin(GL_LINES);
