@@ -256,6 +256,28 @@ static void BM_part_streaks_and_dots_with_spread(benchmark::State &state)
     });
 }
 
+// The KORA frame with everything, and the optics panel shown beside it.
+static void BM_frame_kora_with_optics_panel(benchmark::State &state)
+{
+    if (!open_once()) return state.SkipWithError("no window");
+    kora_with_everything(false);
+    frame_with({'T'});
+    memset(held, 0, sizeof held);
+    run_frames(state);
+    sim.optics_panel = false;
+}
+
+static void BM_frame_default_with_optics_panel(benchmark::State &state)
+{
+    if (!open_once()) return state.SkipWithError("no window");
+    fresh_start();
+    frame_with({'F'});
+    frame_with({'T'});
+    memset(held, 0, sizeof held);
+    run_frames(state);
+    sim.optics_panel = false;
+}
+
 BENCHMARK(BM_part_ring_view)->Iterations(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_part_phase_graphs_with_spread)->Iterations(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_part_streaks_and_dots_with_spread)->Iterations(100)->Unit(benchmark::kMillisecond);
@@ -268,4 +290,6 @@ BENCHMARK(BM_part_tracking)->Iterations(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_frame_default_beam)->Iterations(300)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_frame_kora_graphs_spread_space_charge)->Iterations(300)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_frame_kora_all_with_glow_sprites)->Iterations(200)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_frame_kora_with_optics_panel)->Iterations(300)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_frame_default_with_optics_panel)->Iterations(300)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_reference_10000_glow_quads)->Iterations(200)->Unit(benchmark::kMillisecond);

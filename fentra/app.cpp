@@ -13,6 +13,8 @@
 #include "fentra/views/hud.h"
 #include "fentra/physics/lattice.h"
 #include "fentra/physics/tracking.h"
+#include "fentra/physics/optics_figures.h"
+#include "fentra/views/optics_panel.h"
 #include "fentra/views/views.h"
 
 #include <GL/gl.h>
@@ -79,12 +81,22 @@ int fentra_main()
 // ---------------------------------------------------------------------------------------
 // [SECTION] The frame
 
+// Where the optics panel goes on this screen, its lines in "ncgismall".
+static optics_panel_layout panel_layout()
+{
+    selectfont("ncgismall");
+    int h = current_line_height + 2;   // the glyphs fill the line: two pixels apart
+    selectdefaultfont();
+    return layout_optics_panel(screen_width, screen_height, sim.show_graphs, h);
+}
+
 // The top of the frame: view, clock, magnets, pole pictures, the KORA element with the ring
 // map, F1 and the speed keys, then beam creation. Returns false when a beam made mid-run
 // restarts the frame from here; nothing drawn so far is presented on its own.
 static bool frame_top(view_geometry *v)
 {
     *v = compute_view_geometry(screen_width, screen_height, sim.show_graphs);
+    if (sim.optics_panel) *v = view_beside_panel(*v, panel_layout());
     sim.frame_start_time = time_now();
     read_magnet_keys();
     draw_pole_pictures(*v, magnets);
@@ -147,9 +159,13 @@ int run_frame()
     if (sim.space_charge && sim.particle_count > 0) space_charge_kick();
     track_sums sums = {0, 0};
     if (sim.particle_count > 0) sums = track_step();
+    // The panel's figures follow the beam only while it is shown; showing it starts anew.
+    if (sim.optics_panel) observe_beam_optics(footprint_setup_now(magnets_from_keys(held_magnet_keys())));
+    else footprint.running = false;
 
     draw_beam_view(v);
     last_frame.luminosity = draw_text_overlay(sums);
+    if (sim.optics_panel) draw_optics_panel(panel_layout());
     if (screenshot_keys_pressed()) {
         save_screenshot("Fentra");
         last_frame.screenshot = 1;

@@ -99,6 +99,7 @@ void toggle_keys()
     if (key_pressed('L')) sim.luminous ^= 1;
     if (key_pressed('S') && !key_held(VK_CONTROL)) sim.scraper_on = !sim.scraper_on;
     if (key_pressed('C')) sim.space_charge = !sim.space_charge;
+    if (key_pressed('T')) sim.optics_panel = !sim.optics_panel;
     magnets.solenoid = key_held('O') - key_held('0');
 }
 

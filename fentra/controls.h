@@ -31,8 +31,8 @@ struct lattice_outcome {
 };
 lattice_outcome lattice_keys();
 
-// H highlight, A graphs, L luminous particles, S scraper (not with Ctrl), C space charge; the
-// solenoid setting from "O" and "0".
+// H highlight, A graphs, L luminous particles, S scraper (not with Ctrl), C space charge,
+// T optics panel; the solenoid setting from "O" and "0".
 void toggle_keys();
 
 bool screenshot_keys_pressed();   // Ctrl held and S pressed

@@ -148,5 +148,9 @@ void toggle_highlight()
         a[0] = a[j];
         a[j] = t;
     }
+    // The tags go with the coordinates, which carry the particles' phases.
+    int t = beam_tag[0];
+    beam_tag[0] = beam_tag[j];
+    beam_tag[j] = t;
     sim.highlight = true;
 }

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 double *beam_x, *beam_y, *beam_xp, *beam_yp, *beam_momentum;
+int *beam_tag;
 simulation_state sim;
 magnet_settings magnets;
 
@@ -18,6 +19,7 @@ void allocate_particles()
     beam_xp = (double *)calloc(particle_capacity, sizeof(double));
     beam_yp = (double *)calloc(particle_capacity, sizeof(double));
     beam_momentum = (double *)calloc(particle_capacity, sizeof(double));
+    beam_tag = (int *)calloc(particle_capacity, sizeof(int));
 }
 
 void reset_simulation_state()

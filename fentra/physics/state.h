@@ -13,8 +13,12 @@ extern double *beam_y;         // vertical position, m
 extern double *beam_xp;        // horizontal angle x', rad
 extern double *beam_yp;        // vertical angle y', rad
 extern double *beam_momentum;  // relative momentum 1 + delta
+// A tag per particle that moves with it when losses compact the arrays, so per-particle
+// records kept elsewhere (the tune footprint) stay with their particle.
+extern int *beam_tag;
 
-// Allocates the five arrays of particle_capacity doubles (zero-filled); later calls do nothing.
+// Allocates the five arrays of particle_capacity doubles and the tags (zero-filled); later
+// calls do nothing.
 void allocate_particles();
 
 // A collision spark of the focussing game (offsets from the screen centre, pixels).
@@ -50,6 +54,7 @@ struct simulation_state {
     int previous_mouse_x;            // pointer at the end of the last frame (touch drag)
     int previous_mouse_buttons;
     int touch_mode;                  // 0 none, 1 single-touch, 2 multi-touch
+    bool optics_panel;               // the optics panel (T) is shown
     growarray spark_list;            // records of type spark
     unsigned glow_texture;           // GL texture name of the 32 x 32 glow sprite
 };

@@ -40,7 +40,7 @@ static inline bool is_lost(int i, const step_fields &f)
     return x * x + y * y > aperture_radius_squared || (f.scraper && x > f.edge);
 }
 
-// The last live particle (not yet stepped) takes lost slot i, in all five arrays.
+// The last live particle (not yet stepped) takes lost slot i, in all five arrays, with its tag.
 static inline void move_last_into(int i, int last)
 {
     beam_x[i] = beam_x[last];
@@ -48,6 +48,7 @@ static inline void move_last_into(int i, int last)
     beam_xp[i] = beam_xp[last];
     beam_yp[i] = beam_yp[last];
     beam_momentum[i] = beam_momentum[last];
+    beam_tag[i] = beam_tag[last];
 }
 
 static step_fields fields_now()

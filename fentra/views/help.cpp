@@ -15,6 +15,9 @@ const char help_key_text[] =
     "particles\n\nS: Toggle scraper\nleft/right: Move scraper\n\nC: Toggle space-charge "
     "(uniform beam approximation)\n\nQ/Escape: Quit";
 
+// The keys Fentra adds, in a block of their own under the page's last line.
+const char help_added_text[] = "Added keys:\nT: Toggle optics panel (tunes, beam figures, tune diagram)";
+
 int (*help_pump)() = pump_events;
 
 void draw_help_page()
@@ -22,6 +25,7 @@ void draw_help_page()
     printtext(100, 90, "Key list:", 0xFFFFFF);
     printtext(100, 120, help_key_text, 0x00FFFF);
     printtext(100, 500, "Press space to continue...", 0x0000FF);
+    printtext(100, 500 + 2 * current_line_height, help_added_text, 0x00FF00);
 }
 
 void help_screen()

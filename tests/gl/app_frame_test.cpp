@@ -6,6 +6,7 @@
 #include "Morvane/random.h"
 #include "fentra/controls.h"
 #include "fentra/physics/beam.h"
+#include "fentra/physics/footprint.h"
 #include "fentra/views/phase_graphs.h"
 
 #include <cmath>
@@ -130,6 +131,16 @@ TEST_F(Frame, ScenesMatchTheirReferencePictures)
     for (int key : {'A', 'D', 'H', 'S', 'L'}) frame({key});
     for (int k = 0; k < 3; k++) frame();
     EXPECT_TRUE(matches_reference("scene_kora", saved_frame({}), 640, 480));
+
+    // The optics panel in KORA beside the beam view moved aside, after about 30 m of ring.
+    SetUp();
+    frame({'I'});
+    frame();
+    frame({'T'});
+    sim.simulation_speed = 8;
+    for (int k = 0; k < 300; k++) frame();
+    EXPECT_TRUE(matches_reference("scene_optics_panel", saved_frame({}), 640, 480));
+    EXPECT_GT(footprint.shown, 9000) << "the footprint is drawn";
 
     SetUp();
     for (spark s : {spark{-80, -40, 0, -2, 0}, {0, -10, 3, -2, 1}, {80, 20, 6, -2, 2}})   // from the centre, pixels

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <tuple>
 
-static ::testing::Environment *const gl_window = ::testing::AddGlobalTestEnvironment(new views_gl::window(640, 540));
+static ::testing::Environment *const gl_window = ::testing::AddGlobalTestEnvironment(new views_gl::window(640, 560));
 
 struct keys { bool f1, space; };   // down after that pump
 static std::vector<keys> script;
@@ -31,12 +31,12 @@ static int scripted_pump()
 }
 
 // "Key list:" in white at (100, 90), the key list in cyan from y = 120 and "Press space to
-// continue..." in blue at y = 500, in the default font.
+// continue..." in blue at y = 500, in the default font; the added keys in green under it.
 TEST(help_screen, the_page_matches_its_reference_picture)
 {
     views_gl::clear_screen();
     draw_help_page();
-    EXPECT_TRUE(matches_reference("help_page", read_back_buffer(640, 540), 640, 540));
+    EXPECT_TRUE(matches_reference("help_page", read_back_buffer(640, 560), 640, 560));
 }
 
 TEST(help_screen, returns_on_space_only_after_f1_is_released_or_when_the_window_closes)
@@ -54,7 +54,7 @@ TEST(help_screen, returns_on_space_only_after_f1_is_released_or_when_the_window_
     for (const auto &c : cases) {
         if (quit_requested) {   // the window was released: a fresh one
             quit_requested = 0;
-            ASSERT_EQ(graphics_open(640, 540, "views test", nullptr), 1);
+            ASSERT_EQ(graphics_open(640, 560, "views test", nullptr), 1);
         }
         script = c.steps, pumps = 0, close_at = c.close_at;
         memset(key_state_previous, 0, sizeof key_state_previous), memset(key_state, 0, sizeof key_state);

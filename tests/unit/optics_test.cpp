@@ -1,9 +1,11 @@
 // Optics that no one here made up: the tracking step, driven as the frame drives it (fields
 // sampled at each step's end, KORA steps clipped at element ends), must reproduce the textbook
 // thick-lens optics of the FODO cell, keep a matched beam's size, make a mismatched beam beat,
-// and give a stable KORA superperiod.
+// and give a stable KORA superperiod; the optics model shown to students must give the
+// figures computed outside the project for the FODO cell and the KORA ring.
 #include "fentra/physics/beam.h"
 #include "fentra/physics/lattice.h"
+#include "fentra/physics/optics.h"
 #include "fentra/physics/state.h"
 #include "fentra/physics/tracking.h"
 
@@ -180,6 +182,97 @@ TEST(optics, kora_superperiod_is_stable_in_both_planes)
         t[1] = thick(element_length[i], -k) * t[1];
     }
     expect_probes_follow(t);
+}
+
+// The KORA table read from its carried text.
+void load_kora()
+{
+    std::string file = "/tmp/fentra_optics_" + std::to_string(getpid()) + ".txt";
+    write_builtin_lattice(file.c_str());
+    read_lattice(file.c_str());
+    remove(file.c_str());
+}
+
+double degrees(double rad) { return rad * 180 / std::numbers::pi; }
+
+// The model's FODO cell against the cell's matrix multiplied out here and the known solution:
+// 54.45 degrees a cell, beta 5.2355 m and 2.0496 m, alpha 0 at the cell's start (a symmetry
+// point), chromaticity -0.164 a cell in both planes.
+TEST(optics_model, fodo_cell_has_its_known_periodic_solution)
+{
+    optics_lattice l;
+    fodo_cell_lattice(&l);
+    lattice_optics o = solve_lattice(l);
+    ASSERT_TRUE(o.periodic);
+    const double beta[2] = {5.2355, 2.0496};
+    for (int p = 0; p < 2; p++) {
+        SCOPED_TRACE(p ? "y" : "x");
+        const double k = p ? -1.384 : 1.384;
+        const mat2 want = thick(0.25, k) * thick(1, 0) * thick(0.5, -k) * thick(1, 0) * thick(0.25, k);
+        const matrix2 got = period_matrix(l, p, 0);
+        EXPECT_NEAR(got.m11, want.a, 1e-12);
+        EXPECT_NEAR(got.m12, want.b, 1e-12);
+        EXPECT_NEAR(got.m21, want.c, 1e-12);
+        EXPECT_NEAR(got.m22, want.d, 1e-12);
+        EXPECT_NEAR(degrees(o.plane[p].phase), 54.45, 0.01);
+        EXPECT_NEAR(o.plane[p].tune, 54.45 / 360, 1e-4);
+        EXPECT_NEAR(o.plane[p].beta, beta[p], 1e-3);
+        EXPECT_NEAR(o.plane[p].alpha, 0, 1e-9);
+        EXPECT_NEAR(o.chromaticity[p], -0.164, 0.001);
+        // The largest beta of a FODO cell sits in the middle of its focusing quadrupole (x), at
+        // the cell's start here, and of the defocusing one (y), in the middle of the cell.
+        EXPECT_NEAR(o.plane[p].beta_max, p ? twiss_at(l, o.plane[p], p, 1.5).beta : o.plane[p].beta, 1e-3);
+    }
+}
+
+// The KORA ring (ten superperiods of the table) against the figures computed outside the
+// project: tunes with their whole part, Twiss functions at the superperiod's start and the
+// natural chromaticities.
+TEST(optics_model, kora_ring_has_the_reference_tunes_twiss_and_chromaticities)
+{
+    load_kora();
+    optics_lattice l;
+    lattice_from_table(&l, 10);
+    lattice_optics o = solve_lattice(l);
+    ASSERT_TRUE(o.periodic);
+    const struct { double tune, beta, alpha, xi; } want[2] = {{4.4036, 10.59, 0.606, -6.13},
+                                                             {3.7980, 5.99, -1.098, -4.71}};
+    for (int p = 0; p < 2; p++) {
+        SCOPED_TRACE(p ? "y" : "x");
+        EXPECT_NEAR(o.plane[p].tune, want[p].tune, 1e-4);
+        EXPECT_NEAR(o.plane[p].beta, want[p].beta, 0.005);
+        EXPECT_NEAR(o.plane[p].alpha, want[p].alpha, 0.0005);
+        EXPECT_NEAR(o.chromaticity[p], want[p].xi, 0.005);
+        // Walking the whole period brings the periodic functions back to where they started.
+        twiss_point end = twiss_at(l, o.plane[p], p, l.length);
+        EXPECT_NEAR(end.beta, o.plane[p].beta, 1e-9);
+        EXPECT_NEAR(end.alpha, o.plane[p].alpha, 1e-9);
+        EXPECT_NEAR(ring_phase(l, o.plane[p], p, 10 * l.length) / (2 * std::numbers::pi), want[p].tune, 1e-4);
+    }
+}
+
+// The same superperiod as one of 2 or 20 periods changes the tunes in proportion; the FODO
+// quadrupoles made 2.3 times stronger are past the stability limit (|trace| > 2).
+TEST(optics_model, tunes_scale_with_the_period_count_and_strong_quadrupoles_are_unstable)
+{
+    load_kora();
+    optics_lattice l;
+    lattice_from_table(&l, 10);
+    const double qx10 = solve_lattice(l).plane[0].tune;
+    for (int n : {2, 20}) {
+        lattice_from_table(&l, n);
+        EXPECT_NEAR(solve_lattice(l).plane[0].tune, qx10 * n / 10, 1e-9) << n << " periods";
+    }
+    fodo_cell_lattice(&l);
+    for (int i = 0; i < l.count; i++) l.piece[i].k *= 2.3;
+    lattice_optics o = solve_lattice(l);
+    EXPECT_FALSE(o.periodic);
+    EXPECT_GT(std::fabs(o.plane[0].trace), 2);
+    // A particle 5 % low in momentum sees every strength 1 / 0.95 times stronger.
+    fodo_cell_lattice(&l);
+    const double k = 1.384 / 0.95;
+    const mat2 want = thick(0.25, k) * thick(1, 0) * thick(0.5, -k) * thick(1, 0) * thick(0.25, k);
+    EXPECT_NEAR(period_matrix(l, 0, -0.05).m12, want.b, 1e-12);
 }
 
 } // namespace

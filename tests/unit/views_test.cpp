@@ -7,11 +7,14 @@
 #include "fentra/views/hud.h"
 #include "fentra/views/phase_graphs.h"
 #include "fentra/views/ring_view.h"
+#include "fentra/views/optics_panel.h"
 #include "fentra/physics/lattice.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <string>
+#include <utility>
 #include <tuple>
 #include <vector>
 
@@ -97,4 +100,45 @@ TEST(PhaseGraphs, DotsLandInTheirGraphOrAreNotDrawn)
         EXPECT_TRUE(d.drawn == c.drawn && fabs(d.px - c.px) < 1e-3 && fabs(d.py - c.py) < 1e-3)
             << c.name << ": " << d.drawn << " at " << d.px << ", " << d.py;
     }
+}
+
+// The optics panel lies right of the beam pipe (moved aside where it must be), left of the
+// luminosity bar and under the luminosity lines, at both common screen sizes; with the graphs
+// it stays above them. Its tune diagram spans at least 0.1 and holds a footprint far from the
+// working point; resonance lines are cut at the window's edges.
+TEST(OpticsPanel, LayoutKeepsClearOfTheBeamViewBarAndLines)
+{
+    for (auto [W, H] : {std::pair{1024, 768}, std::pair{1920, 1080}, std::pair{640, 480}})
+        for (bool graphs : {false, true}) {
+            optics_panel_layout l = layout_optics_panel(W, H, graphs, 10);
+            view_geometry v = view_beside_panel(compute_view_geometry(W, H, graphs), l);
+            SCOPED_TRACE(std::to_string(W) + (graphs ? " graphs" : ""));
+            EXPECT_LE(v.centre_x + 0.07 * v.pixels_per_metre, l.panel.x) << "pipe";
+            EXPECT_GE(v.centre_x - 0.07 * v.pixels_per_metre, 0);
+            EXPECT_LE(l.panel.x + l.panel.w, 0.94 * W) << "luminosity bar";
+            EXPECT_GE(l.panel.y, 130) << "luminosity lines";
+            EXPECT_LE(l.panel.y + l.panel.h, graphs ? H / 2 : H);
+            EXPECT_TRUE(l.tune_diagram.h == 0 || l.tune_diagram.y + l.tune_diagram.h <= l.panel.y + l.panel.h);
+            EXPECT_GE(l.tune_diagram.h, graphs ? 0 : 100);
+        }
+    // At 1920 x 1080 the beam view keeps its place and size.
+    view_geometry v = compute_view_geometry(1920, 1080, false);
+    view_geometry w = view_beside_panel(v, layout_optics_panel(1920, 1080, false, 10));
+    EXPECT_EQ(std::make_tuple(w.centre_x, w.pixels_per_metre), std::make_tuple(v.centre_x, v.pixels_per_metre));
+
+    const float fx[2] = {4.41f, 3.9f}, fy[2] = {3.80f, 3.6f};
+    tune_window t = tune_window_for(4.4036, 3.798, fx, fy, 1);
+    EXPECT_NEAR(t.qx1 - t.qx0, 0.1, 1e-12);
+    EXPECT_TRUE(t.qx0 < 4.4036 && t.qx1 > 4.41);
+    t = tune_window_for(4.4036, 3.798, fx, fy, 2);
+    EXPECT_TRUE(t.qx0 < 3.9 && t.qy0 < 3.6) << "widened to hold the footprint";
+    double ax, ay, bx, by;
+    tune_window u = {4.3, 4.5, 3.4, 3.6};
+    ASSERT_TRUE(resonance_segment(1, -1, 1, u, &ax, &ay, &bx, &by));   // Qx - Qy = 1
+    EXPECT_NEAR(ax - ay, 1, 1e-12);
+    EXPECT_NEAR(bx - by, 1, 1e-12);
+    EXPECT_EQ(std::make_tuple(ax, bx), std::make_tuple(4.4, 4.5));
+    EXPECT_FALSE(resonance_segment(2, 0, 10, u, &ax, &ay, &bx, &by)) << "Qx = 5 lies outside";
+    ASSERT_TRUE(resonance_segment(1, 0, 4, tune_window{3.9, 4.1, 3.7, 3.9}, &ax, &ay, &bx, &by));
+    EXPECT_EQ(std::make_tuple(ax, ay, bx, by), std::make_tuple(4.0, 3.7, 4.0, 3.9));
 }

@@ -1,0 +1,331 @@
+// Fentra optics panel: its layout beside the beam view, the text of the lattice and the beam,
+// the beta plot over the element bar, and the tune diagram with resonance lines up to fourth
+// order (the ones a superperiod structure can drive marked apart) and the footprint.
+#include "fentra/views/optics_panel.h"
+
+#include "Morvane/bitmapfonts.h"
+#include "Morvane/gfx_opengl.h"
+#include "fentra/physics/optics_figures.h"
+
+#include <GL/gl.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <numbers>
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] Layout
+
+static const int text_lines = 17;
+
+optics_panel_layout layout_optics_panel(int W, int H, bool graphs, int line_height)
+{
+    optics_panel_layout l;
+    l.line_height = line_height;
+    int right = (int)(0.94 * W) - 6, width = std::min(310, (int)(0.34 * W));
+    int top = 130, bottom = graphs ? H / 2 - 4 : H - 4;
+    l.panel = {right - width, top, width, std::max(bottom - top, 0)};
+    const int pad = 4, inner = width - 2 * pad;
+    l.text = {l.panel.x + pad, top + pad, inner, text_lines * line_height};
+    int rest = l.panel.h - l.text.h - 3 * pad;
+    int beta_h = graphs ? 0 : std::clamp(rest / 3, 0, 110);
+    l.beta_plot = {l.text.x, l.text.y + l.text.h + pad, inner, beta_h};
+    int diagram_top = l.beta_plot.y + beta_h + (beta_h ? pad : 0);
+    int side = std::max(std::min(inner, top + l.panel.h - pad - diagram_top), 0);
+    l.tune_diagram = {l.text.x, diagram_top, side, side};
+    return l;
+}
+
+view_geometry view_beside_panel(view_geometry v, const optics_panel_layout &layout)
+{
+    // The pipe's ring reaches a little past 0.07 m.
+    const double reach = 0.072 * v.pixels_per_metre, room = layout.panel.x - 4;
+    if (v.centre_x + reach <= room) return v;
+    double r = std::min(reach, room / 2);
+    v.pixels_per_metre *= r / reach;
+    v.centre_x = (int)(room - r);
+    return v;
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] Tune diagram geometry
+
+tune_window tune_window_for(double qx, double qy, const float *fx, const float *fy, int n)
+{
+    double lo[2] = {qx, qy}, hi[2] = {qx, qy}, centre[2] = {qx, qy};
+    for (int i = 0; i < n; i++) {
+        double q[2] = {fx[i], fy[i]};
+        for (int p = 0; p < 2; p++) {
+            double v = std::clamp(q[p], centre[p] - 1.5, centre[p] + 1.5);
+            lo[p] = std::min(lo[p], v), hi[p] = std::max(hi[p], v);
+        }
+    }
+    for (int p = 0; p < 2; p++) {
+        double span = std::max((hi[p] - lo[p]) * 1.1, 0.1), mid = (lo[p] + hi[p]) / 2;
+        lo[p] = mid - span / 2, hi[p] = mid + span / 2;
+    }
+    return {lo[0], hi[0], lo[1], hi[1]};
+}
+
+bool resonance_segment(int m, int n, int p, const tune_window &w, double *ax, double *ay,
+                       double *bx, double *by)
+{
+    // Crossings with the window's four edges; the two extreme ones bound the piece inside.
+    double pts[4][2];
+    int k = 0;
+    auto add = [&](double x, double y) {
+        const double e = 1e-12;
+        if (x >= w.qx0 - e && x <= w.qx1 + e && y >= w.qy0 - e && y <= w.qy1 + e && k < 4)
+            pts[k][0] = x, pts[k][1] = y, k++;
+    };
+    if (n != 0) {
+        add(w.qx0, (p - m * w.qx0) / n);
+        add(w.qx1, (p - m * w.qx1) / n);
+    }
+    if (m != 0) {
+        add((p - n * w.qy0) / m, w.qy0);
+        add((p - n * w.qy1) / m, w.qy1);
+    }
+    if (k < 2) return false;
+    int a = 0, b = 0;
+    for (int i = 1; i < k; i++) {
+        auto key = [&](int j) { return pts[j][0] + pts[j][1] * 1e-3; };
+        if (key(i) < key(a)) a = i;
+        if (key(i) > key(b)) b = i;
+    }
+    *ax = pts[a][0], *ay = pts[a][1], *bx = pts[b][0], *by = pts[b][1];
+    return a != b;
+}
+
+// ---------------------------------------------------------------------------------------
+// [SECTION] Drawing
+
+static void set_rgb(unsigned c) { glColor3ub((GLubyte)(c >> 16), (GLubyte)(c >> 8), (GLubyte)c); }
+
+static void fill_rect(const panel_rect &r, unsigned colour)
+{
+    set_rgb(colour);
+    glBegin(GL_QUADS);
+    glVertex2d(r.x, r.y);
+    glVertex2d(r.x + r.w, r.y);
+    glVertex2d(r.x + r.w, r.y + r.h);
+    glVertex2d(r.x, r.y + r.h);
+    glEnd();
+}
+
+static void outline_rect(const panel_rect &r, unsigned colour)
+{
+    set_rgb(colour);
+    glBegin(GL_LINE_LOOP);
+    glVertex2d(r.x + 0.5, r.y + 0.5);
+    glVertex2d(r.x + r.w - 0.5, r.y + 0.5);
+    glVertex2d(r.x + r.w - 0.5, r.y + r.h - 0.5);
+    glVertex2d(r.x + 0.5, r.y + r.h - 0.5);
+    glEnd();
+}
+
+// Text lines down the panel's text area.
+struct text_pen {
+    int x, y, h;
+};
+static void line(text_pen *t, unsigned colour, const char *format, ...)
+    __attribute__((format(printf, 3, 4)));
+static void line(text_pen *t, unsigned colour, const char *format, ...)
+{
+    char text[128];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    printtext(t->x, t->y, text, colour);
+    t->y += t->h;
+}
+
+static void lattice_text(text_pen *t, const optics_model &m)
+{
+    const unsigned head = 0xFFFF00, body = 0xFFFFFF;
+    if (!m.present) {
+        line(t, head, "No lattice: no periodic solution");
+        return;
+    }
+    const lattice_optics &o = m.optics;
+    if (m.lattice.cell) line(t, head, "FODO cell (figures a cell)");
+    else line(t, head, "Ring of %d superperiods, %.2f m each", m.lattice.periods, m.lattice.length);
+    line(t, body, "x %s, y %s (trace %.3f, %.3f)", o.plane[0].stable ? "stable" : "unstable",
+         o.plane[1].stable ? "stable" : "unstable", o.plane[0].trace, o.plane[1].trace);
+    if (!o.periodic) {
+        line(t, 0xFF4040, "No periodic solution");
+        return;
+    }
+    const double deg = 180 / std::numbers::pi;
+    if (m.lattice.cell)
+        line(t, body, "Phase advance %.2f / %.2f deg a cell", o.plane[0].phase * deg, o.plane[1].phase * deg);
+    line(t, body, "Qx %.4f   Qy %.4f", o.plane[0].tune, o.plane[1].tune);
+    line(t, body, "Chromaticity x %.2f   y %.2f", o.chromaticity[0], o.chromaticity[1]);
+    const beam_now &b = panel_beam;
+    line(t, body, "At s = %.2f m: bx %.2f m  ax %.3f", b.position, b.lattice[0].beta, b.lattice[0].alpha);
+    line(t, body, "                 by %.2f m  ay %.3f", b.lattice[1].beta, b.lattice[1].alpha);
+}
+
+static void beam_text(text_pen *t, const optics_model &m)
+{
+    const beam_now &b = panel_beam;
+    const plane_moments &x = b.moments.plane[0], &y = b.moments.plane[1];
+    const unsigned head = 0xFFFF00, body = 0xFFFFFF;
+    line(t, head, "Beam now: %d particles", b.moments.count);
+    line(t, body, "Centroid x %.2f mm  y %.2f mm", x.centroid * 1e3, y.centroid * 1e3);
+    line(t, body, "rms size x %.2f mm  y %.2f mm", x.sigma * 1e3, y.sigma * 1e3);
+    line(t, body, "Emittance x %.3f  y %.3f mm mrad", x.emittance * 1e6, y.emittance * 1e6);
+    line(t, body, "Beam bx %.2f m ax %.2f  by %.2f m ay %.2f", x.beta, x.alpha, y.beta, y.alpha);
+    if (m.optics.periodic)
+        line(t, body, "Mismatch x %.3f  y %.3f (1 = matched)", b.mismatch[0], b.mismatch[1]);
+    const tune_footprint &f = footprint;
+    if (m.optics.periodic && f.shown > 0)
+        line(t, 0x40FF40, "Footprint %d: mean Qx %.4f Qy %.4f", f.shown, f.mean_q[0], f.mean_q[1]);
+    else if (m.optics.periodic)
+        line(t, 0x40FF40, "Footprint: measuring...");
+    if (m.optics.periodic && m.lattice.periods > 1)
+        line(t, 0xFF4040, "Red: structure resonances (p = %dk), the", m.lattice.periods);
+    if (m.optics.periodic && m.lattice.periods > 1)
+        line(t, 0xFF4040, "only ones these fields can drive");
+}
+
+static void beta_plot(const panel_rect &r, const optics_model &m)
+{
+    if (r.h < 20 || !m.optics.periodic) return;
+    outline_rect(r, 0x404040);
+    const int bar = 14;
+    const double plot_h = r.h - bar - 2, L = m.lattice.length;
+    double top = 0;
+    for (int p = 0; p < 2; p++) top = std::max(top, m.optics.plane[p].beta_max);
+    const unsigned colour[2] = {0xFF6060, 0x60A0FF};
+    for (int p = 0; p < 2; p++) {
+        set_rgb(colour[p]);
+        glBegin(GL_LINE_STRIP);
+        for (int k = 0; k < beta_sample_count; k++)
+            glVertex2d(r.x + (r.w - 1) * k / (double)(beta_sample_count - 1),
+                       r.y + 1 + plot_h * (1 - m.beta[p][k] / top));
+        glEnd();
+    }
+    // The element bar: focusing quadrupoles above the axis, defocusing below, bends as boxes.
+    const double axis = r.y + r.h - bar / 2 - 1;
+    set_rgb(0x808080);
+    glBegin(GL_LINES);
+    glVertex2d(r.x, axis);
+    glVertex2d(r.x + r.w, axis);
+    glEnd();
+    double s = 0;
+    glBegin(GL_QUADS);
+    for (int i = 0; i < m.lattice.count; i++) {
+        const optics_piece &e = m.lattice.piece[i];
+        double x0 = r.x + r.w * s / L, x1 = r.x + r.w * (s + e.length) / L;
+        s += e.length;
+        if (x1 - x0 < 1) x1 = x0 + 1;
+        double y0 = axis, y1 = axis;
+        unsigned c = 0;
+        if (e.bend != 0) c = 0x800080, y0 = axis - 3, y1 = axis + 3;
+        else if (e.k > 0) c = 0x800000, y0 = axis - bar / 2, y1 = axis;
+        else if (e.k < 0) c = 0x008080, y0 = axis, y1 = axis + bar / 2;
+        if (!c) continue;
+        set_rgb(c);
+        glVertex2d(x0, y0);
+        glVertex2d(x1, y0);
+        glVertex2d(x1, y1);
+        glVertex2d(x0, y1);
+    }
+    glEnd();
+    double mx = r.x + r.w * panel_beam.position / L;
+    set_rgb(0xFFFFFF);
+    glBegin(GL_LINES);
+    glVertex2d(mx, r.y);
+    glVertex2d(mx, r.y + r.h);
+    glEnd();
+    char text[64];
+    snprintf(text, sizeof text, "bx, by over one %s (max %.1f m)", m.lattice.cell ? "cell" : "superperiod", top);
+    printtext(r.x + 2, r.y + 1, text, 0xC0C0C0);
+}
+
+static unsigned order_colour(int order)
+{
+    static const unsigned c[5] = {0, 0xE0E0E0, 0xA0A0E0, 0x7070A0, 0x484868};
+    return c[order];
+}
+
+static void tune_diagram(const panel_rect &r, const optics_model &m)
+{
+    if (r.h < 40 || !m.optics.periodic) return;
+    outline_rect(r, 0x404040);
+    const tune_footprint &f = footprint;
+    const double qx = m.optics.plane[0].tune, qy = m.optics.plane[1].tune;
+    tune_window w = tune_window_for(qx, qy, f.qx, f.qy, f.shown);
+    auto px = [&](double q) { return r.x + (r.w - 1) * (q - w.qx0) / (w.qx1 - w.qx0); };
+    auto py = [&](double q) { return r.y + (r.h - 1) * (1 - (q - w.qy0) / (w.qy1 - w.qy0)); };
+    const int periods = m.lattice.periods;
+    // Higher orders first, so the lower ones and the structure resonances lie on top.
+    for (int pass = 0; pass < 2; pass++)
+        for (int order = 4; order >= 1; order--)
+            for (int a = -order; a <= order; a++) {
+                int b = order - std::abs(a);
+                for (int bs : {b, -b}) {
+                    if (a < 0 || (a == 0 && bs <= 0) || (b == 0 && bs < 0)) continue;
+                    double c[4] = {a * w.qx0 + bs * w.qy0, a * w.qx1 + bs * w.qy0,
+                                   a * w.qx0 + bs * w.qy1, a * w.qx1 + bs * w.qy1};
+                    int p0 = (int)ceil(*std::min_element(c, c + 4)), p1 = (int)floor(*std::max_element(c, c + 4));
+                    for (int p = p0; p <= p1; p++) {
+                        bool structure = periods > 1 && p % periods == 0;
+                        if (structure != (pass == 1)) continue;
+                        double ax, ay, bx, by;
+                        if (!resonance_segment(a, bs, p, w, &ax, &ay, &bx, &by)) continue;
+                        unsigned colour = structure ? 0xFF4040 : order_colour(order);
+                        set_rgb(colour);
+                        glBegin(GL_LINES);
+                        glVertex2d(px(ax), py(ay));
+                        glVertex2d(px(bx), py(by));
+                        glEnd();
+                        char label[4] = {(char)('0' + order), 0};
+                        printtext((float)std::min(px(bx) + 1, r.x + r.w - 8.0),
+                                  (float)std::max(py(by) - 1, (double)r.y + 1), label, colour);
+                    }
+                }
+            }
+    // The footprint, then the working point over it.
+    set_rgb(0x40FF40);
+    glBegin(GL_POINTS);
+    // Tunes past the window (beyond 1.5 from the working point) are left out.
+    for (int i = 0; i < f.shown; i++)
+        if (f.qx[i] >= w.qx0 && f.qx[i] <= w.qx1 && f.qy[i] >= w.qy0 && f.qy[i] <= w.qy1)
+            glVertex2d(px(f.qx[i]), py(f.qy[i]));
+    glEnd();
+    set_rgb(0xFFFF00);
+    glBegin(GL_LINES);
+    glVertex2d(px(qx) - 5, py(qy));
+    glVertex2d(px(qx) + 6, py(qy));
+    glVertex2d(px(qx), py(qy) - 5);
+    glVertex2d(px(qx), py(qy) + 6);
+    glEnd();
+    char text[80];
+    snprintf(text, sizeof text, "Qx %.3f .. %.3f", w.qx0, w.qx1);
+    printtext(r.x + 2, r.y + r.h - 1 - 2 * current_line_height, text, 0xC0C0C0);
+    snprintf(text, sizeof text, "Qy %.3f .. %.3f  order 1-4", w.qy0, w.qy1);
+    printtext(r.x + 2, r.y + r.h - 1 - current_line_height, text, 0xC0C0C0);
+}
+
+void draw_optics_panel(const optics_panel_layout &layout)
+{
+    const optics_model &m = current_optics_model();
+    glDisable(GL_DEPTH_TEST);
+    fill_rect(layout.panel, 0x080810);
+    outline_rect(layout.panel, 0x606060);
+    selectfont("ncgismall");
+    text_pen t = {layout.text.x, layout.text.y, layout.line_height};
+    lattice_text(&t, m);
+    t.y += layout.line_height / 2;
+    beam_text(&t, m);
+    beta_plot(layout.beta_plot, m);
+    tune_diagram(layout.tune_diagram, m);
+    selectdefaultfont();
+    glEnable(GL_DEPTH_TEST);
+}
