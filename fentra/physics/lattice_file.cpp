@@ -676,6 +676,7 @@ void read_text(lattice_definitions &d, const std::string &text, const std::strin
     check_text(d, text, file);
     reader r{d, text, directory_of(path), depth};
     r.here.file = file;
+    if (text.compare(0, 3, "\xEF\xBB\xBF") == 0) r.pos = 3;   // the byte-order mark some editors write
     next(r);
     while (r.tok.kind != 'e' && !r.returned && !d.stopped) statement(r);
 }

@@ -97,8 +97,8 @@ struct good_case {
 };
 
 const good_case good_cases[] = {
-    {"comments, case and dots",
-     "! a comment\n// another\n/* a block\n   comment */ Q.F1: quadrupole, l=0.5, K1=1.2; ! after\n"
+    {"comments, case and dots, after a byte-order mark, with CR LF line ends",
+     "\xEF\xBB\xBF! a comment\r\n// another\n/* a block\n   comment */ Q.F1: quadrupole, l=0.5, K1=1.2; ! after\n"
      "d: DRIFT, L=2;\nB.1: SBend, L=1, Angle=0.1, k1=-0.05;\nRING: line=(q.f1, D, b.1, d);",
      1, "Q.F1 0.5 1.2 0; d 2 0 0; B.1 1 -0.05 0.1; d 2 0 0"},
     {"expressions: precedence, unary minus, power, functions, constants",
