@@ -16,9 +16,6 @@ double element_strength[element_capacity];
 double element_bend_radius[element_capacity];
 int element_count;
 
-// Magnetic rigidity of the beam in T m: gradient / rigidity = k.
-static const double beam_rigidity = 1.235293713;
-
 // Consumes white space; returns 1 when more text follows, 0 at the end of the file
 // (which sets the file's end-of-file mark, as a scan reaching the end does).
 static int skip_space(FILE *f)

@@ -5,6 +5,9 @@
 constexpr int element_capacity = 500;
 constexpr int element_name_size = 16;   // names are at most 15 characters
 
+// Magnetic rigidity of the beam in T m: a lattice file's gradient / rigidity = k.
+constexpr double beam_rigidity = 1.235293713;
+
 extern char element_name[element_capacity][element_name_size];
 extern double element_length[element_capacity];      // m
 extern double element_strength[element_capacity];    // quadrupole k, 1/m^2
