@@ -9,9 +9,11 @@
 #include "fentra/physics/beam.h"
 #include "fentra/views/beam_view.h"
 #include "fentra/physics/collective.h"
+#include "fentra/command_line.h"
 #include "fentra/controls.h"
 #include "fentra/views/hud.h"
 #include "fentra/physics/lattice.h"
+#include "fentra/physics/ring_setup.h"
 #include "fentra/physics/tracking.h"
 #include "fentra/physics/optics_figures.h"
 #include "fentra/views/optics_panel.h"
@@ -57,6 +59,7 @@ void start_simulation()
     write_builtin_lattice("kora_sp.txt");
     read_lattice("kora_sp.txt");
     reset_simulation_state();   // superperiod length from the table, empty spark list
+    if (launch.has_ring) use_ring_in_place_of_kora(launch.ring);
     sim.glow_texture = make_glow_texture(32);
     sim.touch_mode = touch_capability();
     sim.previous_mouse_x = mouse_x;

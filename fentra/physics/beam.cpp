@@ -23,6 +23,37 @@ static const beam_scale cell_scale = {0.04, 0.04, 0.013333333333333334, 0.013333
 static const beam_scale fodo_scale = {0.05720499999999999, 0.03579625, 0.010925618390000875,
                                       0.017459929461884974};
 
+// A ring read from a lattice file takes KORA's place with beams matched to its periodic
+// optics at the ring's start: x' gets -alpha / beta of x besides its own spread.
+static struct {
+    bool loaded;
+    beam_scale scale;
+    double coupling_x, coupling_y;   // -alpha / beta, 1/m
+} ring_beams;
+
+void match_beams_to_ring(bool stable, const double beta[2], const double alpha[2], const double beta_max[2])
+{
+    ring_beams.loaded = true;
+    if (!stable) {
+        ring_beams.scale = cell_scale;
+        ring_beams.coupling_x = ring_beams.coupling_y = 0;
+        return;
+    }
+    // Each plane's emittance puts the beam's edge at 35 mm where beta is largest: half the
+    // pipe's radius, so even a corner of the 4-D shape stays inside the pipe.
+    double s[2], sp[2];
+    for (int k = 0; k < 2; k++) {
+        double emittance = 0.035 * 0.035 / beta_max[k];
+        s[k] = sqrt(emittance * beta[k]);
+        sp[k] = sqrt(emittance / beta[k]);
+    }
+    ring_beams.scale = {s[0], s[1], sp[0], sp[1]};
+    ring_beams.coupling_x = -alpha[0] / beta[0];
+    ring_beams.coupling_y = -alpha[1] / beta[1];
+}
+
+void use_kora_beams() { ring_beams.loaded = false; }
+
 void gaussian_pair(double *a, double *b)
 {
     // 1e-20 keeps the logarithm finite for a zero draw; 0.000191747... is 2 pi / 32768.
@@ -85,7 +116,11 @@ int chosen_beam_kind(const beam_keys &pressed)
 
 int make_beam(int kind)
 {
-    const beam_scale &s = sim.kora_lattice ? kora_scale : kind == beam_game ? game_scale : cell_scale;
+    const bool ring = sim.kora_lattice && ring_beams.loaded;
+    const beam_scale &s = ring                ? ring_beams.scale
+                          : sim.kora_lattice  ? kora_scale
+                          : kind == beam_game ? game_scale
+                                              : cell_scale;
     const double spread = sim.momentum_spread;
     for (int i = 0; i < particle_capacity; i++) {
         double c[4];
@@ -94,6 +129,10 @@ int make_beam(int kind)
         beam_y[i] = c[1] * s.y;
         beam_xp[i] = c[2] * s.xp;
         beam_yp[i] = c[3] * s.yp;
+        if (ring) {
+            beam_xp[i] += ring_beams.coupling_x * beam_x[i];
+            beam_yp[i] += ring_beams.coupling_y * beam_y[i];
+        }
         beam_momentum[i] = random_signed() * spread + 1.0;
     }
     growarray_clear(&sim.spark_list);

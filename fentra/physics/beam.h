@@ -11,6 +11,14 @@ enum beam_kind {
     beam_game = 5,       // Space, or no particles: waterbag with the game's scaling
 };
 
+// With a ring from a lattice file in KORA's place, the beams made while it is on are matched
+// to its periodic beta and alpha (x, y) at the ring's start, each plane's emittance putting
+// the beam's edge at 35 mm where beta is largest; an unstable ring gets round beams for a
+// 3 m beta.
+void match_beams_to_ring(bool stable, const double beta[2], const double alpha[2], const double beta_max[2]);
+// KORA's own beams again (the start's choice).
+void use_kora_beams();
+
 // Two independent unit normal deviates by the Box-Muller form, from four random draws.
 void gaussian_pair(double *a, double *b);
 

@@ -15,6 +15,7 @@ double element_length[element_capacity];
 double element_strength[element_capacity];
 double element_bend_radius[element_capacity];
 int element_count;
+char lattice_ring_name[80];
 
 // Consumes white space; returns 1 when more text follows, 0 at the end of the file
 // (which sets the file's end-of-file mark, as a scan reaching the end does).

@@ -13,6 +13,8 @@ extern double element_length[element_capacity];      // m
 extern double element_strength[element_capacity];    // quadrupole k, 1/m^2
 extern double element_bend_radius[element_capacity]; // m, 0 = no bend
 extern int element_count;
+// "Ring <name>" while the table holds a ring read from a lattice file, else empty (KORA).
+extern char lattice_ring_name[80];
 
 // Reads the table from a text file of lines "name length gradient angle". Gradients become k
 // by dividing by the beam rigidity; a non-zero angle becomes the bend radius length / angle.

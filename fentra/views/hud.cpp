@@ -82,8 +82,9 @@ kora_lines kora_line_texts()
              fmod(sim.ring_position, circumference));
     // The superperiod number is taken modulo 10 before it becomes an int, so a long run
     // cannot overflow it.
-    int superperiod = (int)fmod(floor(sim.ring_position / sim.superperiod_length), 10.0) + 1;
-    snprintf(t.superperiod, sizeof t.superperiod, "Superperiod %d / %d", superperiod, 10);
+    const int n = sim.superperiod_count;
+    int superperiod = (int)fmod(floor(sim.ring_position / sim.superperiod_length), (double)n) + 1;
+    snprintf(t.superperiod, sizeof t.superperiod, "Superperiod %d / %d", superperiod, n);
     return t;
 }
 
@@ -93,6 +94,7 @@ void draw_kora_lines()
     kora_lines t = kora_line_texts();
     selectfont("ncgismall");
     printtext(x, 20, t.component, 0xFFFFFF);
+    if (lattice_ring_name[0]) printtext(x, 30, lattice_ring_name, 0xFFFFFF);
     printtext(x, 40, t.speed, 0xFFFFFF);
     printtext(x, 50, t.distance, 0xFFFFFF);
     printtext(x, 60, t.superperiod, 0xFFFFFF);

@@ -179,8 +179,14 @@ static void beam_text(text_pen *t, const optics_model &m)
     line(t, body, "Centroid x %.2f mm  y %.2f mm", x.centroid * 1e3, y.centroid * 1e3);
     line(t, body, "rms size x %.2f mm  y %.2f mm", x.sigma * 1e3, y.sigma * 1e3);
     line(t, body, "Emittance x %.3f  y %.3f mm mrad", x.emittance * 1e6, y.emittance * 1e6);
-    line(t, body, "Beam bx %.2f m ax %.2f  by %.2f m ay %.2f", x.beta, x.alpha, y.beta, y.alpha);
-    if (m.optics.periodic)
+    // An emittance that shows as 0.000 (a parallel beam is a line in phase space) has no
+    // ellipse: its beta, alpha and mismatch would be round-off.
+    const bool ellipse = x.emittance >= 5e-10 && y.emittance >= 5e-10;
+    if (ellipse)
+        line(t, body, "Beam bx %.2f m ax %.2f  by %.2f m ay %.2f", x.beta, x.alpha, y.beta, y.alpha);
+    else
+        line(t, body, "Beam b, a: none (zero emittance)");
+    if (m.optics.periodic && ellipse)
         line(t, body, "Mismatch x %.3f  y %.3f (1 = matched)", b.mismatch[0], b.mismatch[1]);
     const tune_footprint &f = footprint;
     if (m.optics.periodic && f.shown > 0)

@@ -3,6 +3,9 @@
 // every processor), beams and their random draws, collective effects and figures of merit,
 // and the lattice file.
 #include "fentra/physics/beam.h"
+#include "fentra/physics/beam_moments.h"
+#include "fentra/physics/optics.h"
+#include "fentra/physics/ring_setup.h"
 #include "fentra/physics/collective.h"
 #include "fentra/physics/lattice.h"
 #include "fentra/physics/state.h"
@@ -214,6 +217,47 @@ TEST(beam, every_kind_has_its_shape_and_scale)
                     (r.rms ? fabs(rx - r.rms) < 0.02 && fabs(ry - r.rms) < 0.02 : angles == 0))
             << "kind " << r.kind << ": " << least << " to " << most << ", rms " << rx << ", " << ry;
     }
+}
+
+// A ring from a lattice file in KORA's place: its superperiods and name in the heads-up lines,
+// and every beam kind matched to its periodic beta and alpha at the start, each plane's edge
+// at 35 mm where beta is largest; an unstable ring gets the round 3 m beams.
+TEST(beam, a_loaded_ring_gets_matched_beams)
+{
+    fresh();
+    use_ring_in_place_of_kora(read_ring_file(FENTRA_SOURCE_DIR "/data/examples/triplet_ring.madx"));
+    EXPECT_EQ(std::make_tuple(sim.superperiod_count, sim.superperiod_length, std::string(lattice_ring_name)),
+              std::make_tuple(1, 72.0, std::string("Ring triplet_ring")));
+    static optics_lattice l;
+    lattice_from_table(&l, 1);
+    const lattice_optics o = solve_lattice(l);
+    sim.kora_lattice = true;
+    for (int kind : {beam_kv, beam_waterbag, beam_gaussian}) {
+        make_beam(kind);
+        beam_moments m = measure_beam(beam_x, beam_xp, beam_y, beam_yp, sim.particle_count);
+        for (int p = 0; p < 2; p++) {
+            const plane_optics &lat = o.plane[p];
+            const plane_moments &b = m.plane[p];
+            EXPECT_NEAR(b.beta / lat.beta, 1, 0.03) << "kind " << kind << " plane " << p;
+            EXPECT_NEAR(b.alpha - lat.alpha, 0, 0.03 * (1 + fabs(lat.alpha))) << "kind " << kind << " plane " << p;
+            // rms of a coordinate over the unit edge: 1/2 (K-V), 1/sqrt 6 (waterbag), 1/4 (Gaussian).
+            double edge = kind == beam_kv ? 0.5 : kind == beam_waterbag ? 1 / sqrt(6.0) : 0.25;
+            EXPECT_NEAR(sqrt(b.xx / lat.beta) * sqrt(lat.beta_max), 0.035 * edge, 0.001) << "kind " << kind;
+        }
+    }
+    auto largest_radius = [] {
+        make_beam(beam_parallel);
+        double most = 0;
+        for (int i = 0; i < sim.particle_count; i++) most = fmax(most, hypot(beam_x[i], beam_y[i]));
+        return most;
+    };
+    sim.kora_lattice = false;
+    EXPECT_NEAR(largest_radius(), 0.04, 1e-4) << "with the ring off, the round beam of the 3 m cell";
+    sim.kora_lattice = true;
+    use_ring_in_place_of_kora(read_ring_file(FENTRA_SOURCE_DIR "/data/examples/unstable_ring.madx"));
+    EXPECT_NEAR(largest_radius(), 0.04, 1e-4) << "an unstable ring: the round beam of the 3 m cell";
+    use_kora_beams();
+    lattice_ring_name[0] = 0;
 }
 
 // A new beam resets the peak and the sparks; the spread toggles between 0 and 0.15 and redraws

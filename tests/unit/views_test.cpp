@@ -142,3 +142,20 @@ TEST(OpticsPanel, LayoutKeepsClearOfTheBeamViewBarAndLines)
     ASSERT_TRUE(resonance_segment(1, 0, 4, tune_window{3.9, 4.1, 3.7, 3.9}, &ax, &ay, &bx, &by));
     EXPECT_EQ(std::make_tuple(ax, ay, bx, by), std::make_tuple(4.0, 3.7, 4.0, 3.9));
 }
+
+// The heads-up lines count the superperiods of the ring in use: ten for KORA, eight for a ring
+// of eight read from a file.
+TEST(KoraLines, SuperperiodOfTheRingInUse)
+{
+    const struct { int count; double length, position; const char *superperiod, *distance; } rows[] = {
+        {10, 16.3363, 17.0, "Superperiod 2 / 10", "Distance around ring 17.00 m"},
+        {8, 6.0, 50.0, "Superperiod 1 / 8", "Distance around ring 2.00 m"},
+        {8, 6.0, 47.5, "Superperiod 8 / 8", "Distance around ring 47.50 m"},
+    };
+    for (const auto &r : rows) {
+        sim.superperiod_count = r.count, sim.superperiod_length = r.length, sim.ring_position = r.position;
+        kora_lines t = kora_line_texts();
+        EXPECT_EQ(std::make_pair(std::string(t.superperiod), std::string(t.distance)),
+                  std::make_pair(std::string(r.superperiod), std::string(r.distance))) << r.position;
+    }
+}
