@@ -13,7 +13,9 @@
 #include "fentra/controls.h"
 #include "fentra/views/hud.h"
 #include "fentra/physics/lattice.h"
+#include "fentra/physics/bunch_export.h"
 #include "fentra/physics/ring_setup.h"
+#include "fentra/physics/setup_string.h"
 #include "fentra/physics/tracking.h"
 #include "fentra/physics/optics_figures.h"
 #include "fentra/views/optics_panel.h"
@@ -76,6 +78,7 @@ int fentra_main()
     texture_unsized_formats = 1;
     if (!graphics_open(0, 0, "Fentra", nullptr)) return 0;
     start_simulation();
+    if (launch.has_setup) apply_setup(launch.setup);
     while (!run_frame()) {
     }
     return 0;
@@ -91,6 +94,24 @@ static optics_panel_layout panel_layout()
     int h = current_line_height + 2;   // the glyphs fill the line: two pixels apart
     selectdefaultfont();
     return layout_optics_panel(screen_width, screen_height, sim.show_graphs, h);
+}
+
+// Ctrl+E: the bunch as "Fentra_NNNNN.csv", numbered as the screenshots are, beside them; the
+// console says where. Returns 1 when written.
+static int export_bunch_now()
+{
+    char name[300], directory[4096], message[4500];
+    screenshot_name(name, sizeof name, "Fentra", time_now());
+    strcpy(strrchr(name, '.'), ".csv");
+    std::string error;
+    if (!export_bunch(name, format_setup(current_setup()), &error)) {
+        report_inner("fentra", __LINE__, REPORT_WARNING, error.c_str(), 1);
+        return 0;
+    }
+    if (!getcwd(directory, sizeof directory)) directory[0] = 0;
+    snprintf(message, sizeof message, "Bunch written to %s/%s", directory, name);
+    report_inner("fentra", __LINE__, REPORT_MESSAGE, message, 1);
+    return 1;
 }
 
 // The top of the frame: view, clock, magnets, pole pictures, the KORA element with the ring
@@ -173,6 +194,7 @@ int run_frame()
         save_screenshot("Fentra");
         last_frame.screenshot = 1;
     }
+    if (bunch_export_keys_pressed()) last_frame.bunch_export = export_bunch_now();
     sim.previous_mouse_x = mouse_x;
     sim.previous_mouse_buttons = (int)mouse_buttons;
     end_frame(0);

@@ -19,6 +19,7 @@ struct frame_record {
     int beam_kind;            // kind of the last beam made (beam_none if none)
     int fodo_beam;            // the FODO matched beam was made
     int screenshot;           // Ctrl+S saved a screenshot
+    int bunch_export;         // Ctrl+E wrote the bunch as CSV
     double luminosity;        // as shown by the text overlay
     view_geometry view;       // the beam view the frame was drawn in
 };

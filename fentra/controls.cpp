@@ -104,5 +104,6 @@ void toggle_keys()
 }
 
 bool screenshot_keys_pressed() { return key_held(VK_CONTROL) && key_pressed('S'); }
+bool bunch_export_keys_pressed() { return key_held(VK_CONTROL) && key_pressed('E'); }
 bool quit_keys_held() { return key_held('Q') || key_held(VK_ESCAPE); }
 bool slow_motion_held() { return key_held(VK_SHIFT); }

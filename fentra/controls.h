@@ -35,6 +35,8 @@ lattice_outcome lattice_keys();
 // T optics panel; the solenoid setting from "O" and "0".
 void toggle_keys();
 
-bool screenshot_keys_pressed();   // Ctrl held and S pressed
+bool screenshot_keys_pressed();
+// Ctrl+E: the live bunch written as CSV.
+bool bunch_export_keys_pressed();   // Ctrl held and S pressed
 bool quit_keys_held();            // Q or Escape
 bool slow_motion_held();          // Shift

@@ -52,6 +52,8 @@ void match_beams_to_ring(bool stable, const double beta[2], const double alpha[2
     ring_beams.coupling_y = -alpha[1] / beta[1];
 }
 
+int last_beam_kind = beam_none;
+
 void use_kora_beams() { ring_beams.loaded = false; }
 
 void gaussian_pair(double *a, double *b)
@@ -136,6 +138,7 @@ int make_beam(int kind)
         beam_momentum[i] = random_signed() * spread + 1.0;
     }
     growarray_clear(&sim.spark_list);
+    last_beam_kind = kind;
     sim.particle_count = particle_capacity;
     sim.peak_luminosity = 1e-6;
     if (sim.ring_position == 0) return 0;
@@ -160,6 +163,7 @@ void toggle_momentum_spread()
 
 void make_fodo_matched_beam()
 {
+    last_beam_kind = beam_none;
     for (int i = 0; i < particle_capacity; i++) {
         double x, y, xp, yp;
         float r = std::sqrt(draw_in_4ball(&x, &y, &xp, &yp));

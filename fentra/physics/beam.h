@@ -38,6 +38,9 @@ int chosen_beam_kind(const beam_keys &pressed);
 // (so the key is not seen pressed again) and restart. Returns 0 otherwise.
 int make_beam(int kind);
 
+// The kind of the last beam made by make_beam; beam_none after the FODO matched beam.
+extern int last_beam_kind;
+
 struct beam_outcome {
     int kind;            // beam_none when no beam was made
     bool restart_frame;  // see make_beam

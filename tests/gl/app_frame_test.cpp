@@ -94,6 +94,34 @@ TEST_F(Frame, KeysForBeamsHelpSlowMotionAndQuitting)
     EXPECT_EQ(frame({'Q'}) + frame({VK_ESCAPE}), 2) << "Q and Escape quit";
 }
 
+// Ctrl+E writes the live bunch beside the screenshots as "Fentra_NNNNN.csv": a header, the
+// column names and a row for each live particle; E alone writes nothing.
+TEST_F(Frame, CtrlEWritesTheBunchAsCsv)
+{
+    frame({'E'});
+    EXPECT_EQ(last_frame.bunch_export, 0);
+    frame();
+    frame({VK_CONTROL, 'E'});
+    EXPECT_EQ(last_frame.bunch_export, 1);
+    int files = 0;
+    for (const auto &e : std::filesystem::directory_iterator(".")) {
+        std::string name = e.path().filename().string();
+        if (!name.starts_with("Fentra_") || !name.ends_with(".csv")) continue;
+        files++;
+        EXPECT_EQ(name.size(), 16u) << name;
+        std::ifstream in(e.path());
+        std::string line, columns;
+        int rows = 0;
+        while (std::getline(in, line))
+            if (line.starts_with("#")) continue;
+            else if (columns.empty()) columns = line;
+            else rows++;
+        EXPECT_EQ(std::make_pair(columns, rows), std::make_pair(std::string("x,xp,y,yp,delta,Qx,Qy"), sim.particle_count));
+        std::filesystem::remove(e.path());
+    }
+    EXPECT_EQ(files, 1);
+}
+
 // The frame as Ctrl+S saves it (a BMP: no image converter on PATH), as RGB rows from the top.
 static std::vector<unsigned char> saved_frame(std::vector<int> keys)
 {
