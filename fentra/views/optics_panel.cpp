@@ -260,17 +260,9 @@ static unsigned order_colour(int order)
     return c[order];
 }
 
-static void tune_diagram(const panel_rect &r, const optics_model &m)
+int resonance_lines(const tune_window &w, int periods, resonance_line *out, int capacity)
 {
-    if (r.h < 40 || !m.optics.periodic) return;
-    outline_rect(r, 0x404040);
-    const tune_footprint &f = footprint;
-    const double qx = m.optics.plane[0].tune, qy = m.optics.plane[1].tune;
-    tune_window w = tune_window_for(qx, qy, f.qx, f.qy, f.shown);
-    auto px = [&](double q) { return r.x + (r.w - 1) * (q - w.qx0) / (w.qx1 - w.qx0); };
-    auto py = [&](double q) { return r.y + (r.h - 1) * (1 - (q - w.qy0) / (w.qy1 - w.qy0)); };
-    const int periods = m.lattice.periods;
-    // Higher orders first, so the lower ones and the structure resonances lie on top.
+    int n = 0;
     for (int pass = 0; pass < 2; pass++)
         for (int order = 4; order >= 1; order--)
             for (int a = -order; a <= order; a++) {
@@ -280,23 +272,50 @@ static void tune_diagram(const panel_rect &r, const optics_model &m)
                     double c[4] = {a * w.qx0 + bs * w.qy0, a * w.qx1 + bs * w.qy0,
                                    a * w.qx0 + bs * w.qy1, a * w.qx1 + bs * w.qy1};
                     int p0 = (int)ceil(*std::min_element(c, c + 4)), p1 = (int)floor(*std::max_element(c, c + 4));
-                    for (int p = p0; p <= p1; p++) {
+                    for (int p = p0; p <= p1 && n < capacity; p++) {
                         bool structure = periods > 1 && p % periods == 0;
                         if (structure != (pass == 1)) continue;
-                        double ax, ay, bx, by;
-                        if (!resonance_segment(a, bs, p, w, &ax, &ay, &bx, &by)) continue;
-                        unsigned colour = structure ? 0xFF4040 : order_colour(order);
-                        set_rgb(colour);
-                        glBegin(GL_LINES);
-                        glVertex2d(px(ax), py(ay));
-                        glVertex2d(px(bx), py(by));
-                        glEnd();
-                        char label[4] = {(char)('0' + order), 0};
-                        printtext((float)std::min(px(bx) + 1, r.x + r.w - 8.0),
-                                  (float)std::max(py(by) - 1, (double)r.y + 1), label, colour);
+                        resonance_line &l = out[n];
+                        if (!resonance_segment(a, bs, p, w, &l.ax, &l.ay, &l.bx, &l.by)) continue;
+                        l.order = order;
+                        l.colour = structure ? 0xFF4040 : order_colour(order);
+                        n++;
                     }
                 }
             }
+    return n;
+}
+
+static void tune_diagram(const panel_rect &r, const optics_model &m)
+{
+    if (r.h < 40 || !m.optics.periodic) return;
+    outline_rect(r, 0x404040);
+    const tune_footprint &f = footprint;
+    const double qx = m.optics.plane[0].tune, qy = m.optics.plane[1].tune;
+    tune_window w = tune_window_for(qx, qy, f.qx, f.qy, f.shown);
+    auto px = [&](double q) { return r.x + (r.w - 1) * (q - w.qx0) / (w.qx1 - w.qx0); };
+    auto py = [&](double q) { return r.y + (r.h - 1) * (1 - (q - w.qy0) / (w.qy1 - w.qy0)); };
+    // Higher orders first, so the lower ones and the structure resonances lie on top; all
+    // lines in one batch, then their order labels in one text cycle (only while the window is
+    // narrow enough for them to be read).
+    static resonance_line lines[max_resonance_lines];
+    int n = resonance_lines(w, m.lattice.periods, lines, max_resonance_lines);
+    glBegin(GL_LINES);
+    for (int i = 0; i < n; i++) {
+        set_rgb(lines[i].colour);
+        glVertex2d(px(lines[i].ax), py(lines[i].ay));
+        glVertex2d(px(lines[i].bx), py(lines[i].by));
+    }
+    glEnd();
+    if (w.qx1 - w.qx0 <= 1.2 && w.qy1 - w.qy0 <= 1.2) {
+        begintext();
+        for (int i = 0; i < n; i++) {
+            char label[2] = {(char)('0' + lines[i].order), 0};
+            drawtext((float)std::min(px(lines[i].bx) + 1, r.x + r.w - 8.0),
+                     (float)std::max(py(lines[i].by) - 1, (double)r.y + 1), 1e9f, 1e9f, label, (int)lines[i].colour);
+        }
+        endtext();
+    }
     // The footprint, then the working point over it.
     set_rgb(0x40FF40);
     glBegin(GL_POINTS);

@@ -31,5 +31,15 @@ tune_window tune_window_for(double qx, double qy, const float *fx, const float *
 bool resonance_segment(int m, int n, int p, const tune_window &w, double *ax, double *ay,
                        double *bx, double *by);
 
+// The resonance lines of order 1 to 4 crossing the window, the others before the structure
+// resonances (p a multiple of the ring's periods), higher orders first within each.
+struct resonance_line {
+    double ax, ay, bx, by;
+    int order;
+    unsigned colour;
+};
+constexpr int max_resonance_lines = 4000;
+int resonance_lines(const tune_window &w, int periods, resonance_line *out, int capacity);
+
 // Draws the panel from the live state (the optics observation of this frame).
 void draw_optics_panel(const optics_panel_layout &layout);
