@@ -75,9 +75,9 @@ static void glyph_quad(const BitmapFont *f, int c, float x, float y, float sx, f
     glVertex2f(x - q * sx, y + h * sy + q * sy);
 }
 
-// Bytes of the word that starts text: its whole items up to the next white space or the end.
+// Bytes of the word that starts text, which holds whole items only: its items up to the next
+// white space or the end.
 static size_t word_length(std::string_view text) {
-    text = text.substr(0, compiledlength(text));
     size_t n = 0;
     while (n < text.size() && !isspace((unsigned char)text[n])) n += text_item_size(text.data() + n);
     return n;
