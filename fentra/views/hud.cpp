@@ -158,14 +158,17 @@ static void touch_reset_button(int line_height)
     printtext(screen_width / 2, 50, "Reset"sv, colour);
 }
 
-// Formats and compiles a luminosity line (the exponent becomes a superscript) and draws it.
+std::string_view luminosity_line_text(char *text, size_t size, void (*format)(char *, int, double), double value)
+{
+    format(text, 100, value);
+    return std::string_view(text, compiletext(text, strlen(text), size, -1));
+}
+
 static void luminosity_line(float x, float y, void (*format)(char *, int, double), double value,
                             unsigned colour)
 {
     char text[200];
-    format(text, 100, value);
-    size_t length = compiletext(text, strlen(text), sizeof text, -1);
-    printtext(x, y, std::string_view(text, length), colour);
+    printtext(x, y, luminosity_line_text(text, sizeof text, format, value), colour);
 }
 
 int sparks_for_luminosity(double L)

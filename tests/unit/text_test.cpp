@@ -46,7 +46,7 @@ TEST(TextMarkup, Passes) {
         {"missing brace, mark at the end", scripts, "a^{bc^", "a" + up + "bc^" + back},
         {"capitals", greekcodes, "Alpha ALPHA aLPHA alphabet", G(280) + " " + G(280) + " " + G(256) + " " + G(256) + "bet"},
         {"names", greekcodes, "zeta mu=3 piXi the ta VAROMEGA", G(261) + " " + G(267) + "=3 " + G(271) + G(293) + " the ta " + G(308)},
-        {"Greek, then scripts", compile, "mu^2sigma", G(267) + up + "2" + back + G(273)},
+        {"Greek (growing), then scripts", compile, "mu^2", G(267) + up + "2" + back},
         {"colour, tab", tagcodes, "#col=16711680#r#TAB=300#b#size=3#", T(0, 0xFF0000) + "r" + T(1, 300) + "b#size=3#"},
         {"':' is digit 10, no closing '#'", tagcodes, "#col=1:#x#col=6", T(0, 20) + "x" + T(0, 6)},
     };
