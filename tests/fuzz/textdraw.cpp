@@ -42,8 +42,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::vector<char> bytes(rest.begin(), rest.end());   // exactly their size
     std::string_view text(bytes.data(), bytes.size());
 
-    text_monospace = mode >> 1 & 1;
-    text_shader_program = mode >> 2 & 1;
+    text_monospace = (mode >> 1) & 1;
+    text_shader_program = (mode >> 2) & 1;
     size_t whole = compiledlength(text);
     std::string_view items = text.substr(0, whole);
     FUZZ_CHECK(whole <= text.size(), "%zu whole bytes of %zu", whole, text.size());
