@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 struct BitmapFont;
 
@@ -95,9 +96,14 @@ BitmapFont *fallbackfont(const char *name);      // a 1 x 1 stand-in when no fon
 // command n (0 colour 0x00RRGGBB, 1 pen x, 2 script scale u16 + raise s16, little-endian);
 // any other byte a glyph code.
 // The passes work in place in a buffer of capacity bytes (terminator included) and never write
-// past it. Text not terminated within the buffer, or ending in a cut item, is cut there.
-// A replacement that needs more room than is left is not made: the pass stops at that point
-// and leaves it and the rest of the text as written.
+// past it. A replacement that needs more room than is left is not made: the pass stops at that
+// point and leaves it and the rest of the text as written.
+// Each pass has two forms. The length form takes the text's length: its content is the whole
+// items of its first length bytes (at most capacity - 1), up to an end item (a zero lead byte);
+// an item cut by the length is dropped, and no byte behind the content is ever read. It writes
+// the terminator and returns the new length. The zero-terminated form finds the length by
+// walking the items, so it needs whole items: the bytes of a cut item run on past the
+// terminator. Text not terminated within the buffer is cut there.
 
 constexpr int text_command_colour = 0;
 constexpr int text_command_pen_x = 1;
@@ -106,16 +112,25 @@ constexpr int text_command_script = 2;
 // Greek letter names ("alpha" .. "omega", capitalised for the capitals, "vartheta" ...) to
 // glyph codes 256 .. 308.
 char *greekcodes(char *text, size_t capacity);
+size_t greekcodes(char *text, size_t length, size_t capacity);
 // '^' and '_' followed by a letter run, a digit run, a run of Greek codes, a {group} or one
-// byte become raised or lowered smaller text. depth limits group nesting (-1: no limit);
+// item become raised or lowered smaller text. depth limits group nesting (-1: no limit);
 // raise and scale are the state of the surrounding text (0 and 256 at top level). A mark
-// that is the last byte of the text has nothing to raise and is left as it is.
+// that is the last item of the text has nothing to raise and is left as it is.
 char *scriptcodes(char *text, size_t capacity, int depth, int raise, int scale);
-char *compiletext(char *text, size_t capacity, int depth);   // greekcodes, then scriptcodes
-char *tagcodes(char *text, size_t capacity);                 // "#col=N#" and "#tab=N#"
+size_t scriptcodes(char *text, size_t length, size_t capacity, int depth, int raise, int scale);
+// greekcodes, then scriptcodes
+char *compiletext(char *text, size_t capacity, int depth);
+size_t compiletext(char *text, size_t length, size_t capacity, int depth);
+// "#col=N#" and "#tab=N#"
+char *tagcodes(char *text, size_t capacity);
+size_t tagcodes(char *text, size_t length, size_t capacity);
 
-// Length of a compiled text in bytes, its terminating zero not counted.
+// Length of a compiled text in bytes, its terminating zero not counted. Needs whole items.
 size_t compiledlength(const char *text);
+// Bytes of the whole items of text up to its end item or its end; an item cut by the end of
+// the view is not counted.
+size_t compiledlength(std::string_view text);
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Layout and drawing
@@ -128,16 +143,29 @@ extern float text_letter_spacing;        // fraction of the line height added af
 extern unsigned char text_monospace;     // 1: every glyph advances by the reference advance
 extern unsigned text_shader_program;     // non-zero: used while drawing; advances unrounded
 
+// Every reading function has two forms. The std::string_view form reads no byte past the view's
+// end: an item cut by it is neither measured nor drawn, and an end item (a zero lead byte)
+// ends the text there too. The const char * form takes a zero-terminated text that needs
+// whole items: the bytes of a command cut by the terminator would be read past it. (A glyph
+// code whose high byte is the terminator ends the text, as no code above 255 has a zero high
+// byte.) A null pointer is the text "NULL?".
+
 // Width in pixels of a compiled text in the current font; line breaks add nothing.
 float textwidth(const char *text);
+float textwidth(std::string_view text);
 // Width of the items that start in the first n bytes; n < 0 measures the whole text.
 float textwidthn(const char *text, int n);
+float textwidthn(std::string_view text, int n);
 
 void begintext();
 // Draws compiled text with its top-left corner at (x, y), wrapping at right and stopping below
 // bottom (0: no limit); colour is 0x00RRGGBB. Returns the pen y after the last line.
 float drawtext(float x, float y, float right, float bottom, const char *text, int colour);
+float drawtext(float x, float y, float right, float bottom, std::string_view text, int colour);
 void endtext();
 float printtext(float x, float y, const char *text, int colour);
+float printtext(float x, float y, std::string_view text, int colour);
 float printtextwrapped(float x, float y, float right, float bottom, const char *text, int colour);
+float printtextwrapped(float x, float y, float right, float bottom, std::string_view text, int colour);
 float printtextboxed(int x, int y, const char *text, int colour, int box_colour);
+float printtextboxed(int x, int y, std::string_view text, int colour, int box_colour);

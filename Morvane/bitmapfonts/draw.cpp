@@ -75,16 +75,17 @@ static void glyph_quad(const BitmapFont *f, int c, float x, float y, float sx, f
     glVertex2f(x - q * sx, y + h * sy + q * sy);
 }
 
-// Bytes of the word that starts at text: items up to the next white space or the end.
-static size_t word_length(const char *text) {
+// Bytes of the word that starts text, which holds whole items only: its items up to the next
+// white space or the end.
+static size_t word_length(std::string_view text) {
     size_t n = 0;
-    while (text[n] && !isspace((unsigned char)text[n])) n += text_item_size(text + n);
+    while (n < text.size() && !isspace((unsigned char)text[n])) n += text_item_size(text.data() + n);
     return n;
 }
 
-float drawtext(float x, float y, float right, float bottom, const char *text, int colour) {
-    if (!text) text = "NULL?";
-    if (!*text || !current_font) return y;
+float drawtext(float x, float y, float right, float bottom, std::string_view text, int colour) {
+    text = text.substr(0, compiledlength(text));   // whole items only, up to an end item
+    if (text.empty() || !current_font) return y;
     const BitmapFont *f = current_font;
     const BitmapFont *base = f->style.base;
     const fontstyle entry_style = current_style;
@@ -92,8 +93,9 @@ float drawtext(float x, float y, float right, float bottom, const char *text, in
 
     float start_x = x;
     int s = 256, lift = 0;   // script scale (1/256) and the pen's current raise in pixels
-    for (size_t i = 0; text[i]; i += text_item_size(text + i)) {
-        const unsigned char *p = (const unsigned char *)text + i;
+    for (size_t i = 0, next; i < text.size(); i = next) {
+        const unsigned char *p = (const unsigned char *)text.data() + i;
+        next = i + text_item_size(text.data() + i);
         float sx = f->style.scaleX * s / 256, sy = f->style.scaleY * s / 256;
         if (p[0] == 10) {
             x = start_x;
@@ -121,15 +123,11 @@ float drawtext(float x, float y, float right, float bottom, const char *text, in
             }
             continue;
         }
-        int c = p[0];
-        if (p[0] == 2) {
-            if (p[1] == 0) break;   // cut item: codes above 255 never have a zero high byte
-            c = p[1] * 256 + p[2];
-        }
+        int c = p[0] == 2 ? p[1] * 256 + p[2] : p[0];
         if (c == ' ') {
             if (right != 0) {
-                const char *word = text + i + 1;
-                if (right < x + text_measure(word, word_length(word))) {
+                std::string_view word = text.substr(next);
+                if (right < x + textwidth(word.substr(0, word_length(word)))) {
                     y += 1 + (base->lineHeight - 2 * base->padding) * sy;
                     if (bottom != 0 && y > bottom) break;
                     x = start_x;
@@ -142,7 +140,7 @@ float drawtext(float x, float y, float right, float bottom, const char *text, in
         if (c < font_slots) glyph_quad(f, c, x, y, sx, sy);
         x += text_advance(f, c, s);
         // A word longer than the line is broken after the glyph that crosses the right limit.
-        if (right != 0 && p[text_item_size(text + i)] != ' ' && right < x) {
+        if (right != 0 && (next == text.size() || text[next] != ' ') && right < x) {
             y += f->lineHeight + 1;
             if (bottom != 0 && y > bottom) break;
             x = start_x;
@@ -152,18 +150,22 @@ float drawtext(float x, float y, float right, float bottom, const char *text, in
     return y;
 }
 
-float printtextwrapped(float x, float y, float right, float bottom, const char *text, int colour) {
+float drawtext(float x, float y, float right, float bottom, const char *text, int colour) {
+    return drawtext(x, y, right, bottom, terminated_view(text), colour);
+}
+
+float printtextwrapped(float x, float y, float right, float bottom, std::string_view text, int colour) {
     begintext();
     float end_y = drawtext(x, y, right, bottom, text, colour);
     endtext();
     return end_y;
 }
 
-float printtext(float x, float y, const char *text, int colour) {
+float printtext(float x, float y, std::string_view text, int colour) {
     return printtextwrapped(x, y, 0, 0, text, colour);
 }
 
-float printtextboxed(int x, int y, const char *text, int colour, int box_colour) {
+float printtextboxed(int x, int y, std::string_view text, int colour, int box_colour) {
     float w = textwidth(text);
     glPushAttrib(GL_ENABLE_BIT);
     glDisable(GL_TEXTURE_2D);
@@ -176,4 +178,16 @@ float printtextboxed(int x, int y, const char *text, int colour, int box_colour)
     glEnd();
     glPopAttrib();
     return printtext(x, y, text, colour);
+}
+
+float printtextwrapped(float x, float y, float right, float bottom, const char *text, int colour) {
+    return printtextwrapped(x, y, right, bottom, terminated_view(text), colour);
+}
+
+float printtext(float x, float y, const char *text, int colour) {
+    return printtext(x, y, terminated_view(text), colour);
+}
+
+float printtextboxed(int x, int y, const char *text, int colour, int box_colour) {
+    return printtextboxed(x, y, terminated_view(text), colour, box_colour);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "Morvane/bitmapfonts.h"
 
@@ -13,9 +14,16 @@ inline size_t text_item_size(const char *p) {
     return lead == 2 ? 3 : lead == 5 ? 6 : 1;
 }
 
-// Width of the items of a compiled text that start before byte limit (no limit when
-// limit is (size_t)-1), by the measuring rules.
-float text_measure(const char *text, size_t limit);
+// Length of a zero-terminated compiled text as the reading functions take it: its items up to
+// the terminator, or up to a glyph code whose high byte is the terminator (no code above 255
+// has a zero high byte). Needs whole items otherwise.
+size_t terminated_length(const char *text);
+
+// The same text as a view; a null pointer is the text "NULL?".
+inline std::string_view terminated_view(const char *text) {
+    if (!text) text = "NULL?";
+    return std::string_view(text, terminated_length(text));
+}
 
 // Advance of glyph code c at script scale s in font f (its base gives the width), with the
 // current line height's spacing, by the monospace, rounded and shader rules.

@@ -23,16 +23,22 @@ float text_advance(const BitmapFont *f, int c, int s) {
     return text_shader_program ? advance : (float)whole_pixels(advance + 0.5);
 }
 
-float text_measure(const char *text, size_t limit) {
-    if (!text) text = "NULL?";
+size_t terminated_length(const char *text) {
+    size_t i = 0;
+    while (text[i] && !(text[i] == 2 && text[i + 1] == 0)) i += text_item_size(text + i);
+    return i;
+}
+
+// The whole items of text that start before byte limit.
+static float measure(std::string_view text, size_t limit) {
     const BitmapFont *f = current_font;
     if (!f) return 0;
+    text = text.substr(0, compiledlength(text));
     int s = 256;
     float x = 0;
-    for (size_t i = 0; i < limit && text[i];) {
-        const unsigned char *p = (const unsigned char *)text + i;
+    for (size_t i = 0; i < text.size() && i < limit; i += text_item_size(text.data() + i)) {
+        const unsigned char *p = (const unsigned char *)text.data() + i;
         if (p[0] == 2) {
-            if (p[1] == 0) break;   // cut item: codes above 255 never have a zero high byte
             x += text_advance(f, p[1] * 256 + p[2], s);
         } else if (p[0] == 5) {
             uint32_t payload = p[2] | p[3] << 8 | p[4] << 16 | (uint32_t)p[5] << 24;
@@ -41,15 +47,22 @@ float text_measure(const char *text, size_t limit) {
         } else if (p[0] != 10) {
             x += text_advance(f, p[0], s);
         }
-        i += text_item_size(text + i);
     }
     return x;
 }
 
+float textwidth(std::string_view text) {
+    return measure(text, text.size());
+}
+
+float textwidthn(std::string_view text, int n) {
+    return measure(text, n < 0 ? text.size() : (size_t)n);
+}
+
 float textwidth(const char *text) {
-    return text_measure(text, (size_t)-1);
+    return textwidth(terminated_view(text));
 }
 
 float textwidthn(const char *text, int n) {
-    return text_measure(text, n < 0 ? (size_t)-1 : (size_t)n);
+    return textwidthn(terminated_view(text), n);
 }

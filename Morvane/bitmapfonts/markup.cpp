@@ -14,17 +14,35 @@ size_t compiledlength(const char *text) {
     return i;
 }
 
-// Length of the compiled text in a buffer of capacity bytes (capacity >= 1). An item that
-// would run into the buffer's last byte, or text with no terminator, is cut off there.
-static size_t bounded_length(char *text, size_t capacity) {
+size_t compiledlength(std::string_view text) {
+    size_t i = 0;
+    while (i < text.size() && text[i]) {
+        size_t n = text_item_size(text.data() + i);
+        if (n > text.size() - i) break;   // cut by the end
+        i += n;
+    }
+    return i;
+}
+
+// Length of the compiled text in a buffer of capacity bytes (capacity >= 1), walking its items
+// to the terminator. An item that would run into the buffer's last byte, or text with no
+// terminator, is cut off there.
+static size_t bounded_length(const char *text, size_t capacity) {
     size_t i = 0;
     while (text[i]) {
         size_t n = text_item_size(text + i);
         if (i + n >= capacity) break;
         i += n;
     }
-    text[i] = 0;
     return i;
+}
+
+// The content the passes work on: the whole items of the first length bytes that leave room
+// for the terminator, which is written behind them.
+static size_t content_length(char *text, size_t length, size_t capacity) {
+    size_t n = compiledlength(std::string_view(text, length < capacity ? length : capacity - 1));
+    text[n] = 0;
+    return n;
 }
 
 static inline unsigned char fold(unsigned char c) {
@@ -64,12 +82,13 @@ static size_t match_greek(const char *text, int *code) {
     return 0;
 }
 
-char *greekcodes(char *text, size_t capacity) {
-    if (!text || capacity == 0) return text;
-    size_t length = bounded_length(text, capacity);
+size_t greekcodes(char *text, size_t length, size_t capacity) {
+    if (!text || capacity == 0) return 0;
+    length = content_length(text, length, capacity);
     // The walk never looks back at codes it has written, so the length is kept by hand:
     // the codes hold zero bytes. Codes and commands already in the text are stepped over
     // whole: their payload bytes are not letters, and rewriting them would cut the item.
+    // A name never runs into an item or past the terminator: neither holds letters at its lead.
     for (size_t i = 0; i < length;) {
         if (text[i] == 2 || text[i] == 5) {
             i += text_item_size(text + i);
@@ -89,6 +108,11 @@ char *greekcodes(char *text, size_t capacity) {
         length = length - n + 3;
         i += 3;
     }
+    return length;
+}
+
+char *greekcodes(char *text, size_t capacity) {
+    if (text && capacity) greekcodes(text, bounded_length(text, capacity), capacity);
     return text;
 }
 
@@ -184,24 +208,33 @@ static size_t script_pass(char *text, size_t capacity, size_t length, int depth,
     return length;
 }
 
+size_t scriptcodes(char *text, size_t length, size_t capacity, int depth, int raise, int scale) {
+    if (!text || capacity == 0) return 0;
+    length = content_length(text, length, capacity);   // cut even when there is nothing to do
+    return depth != 0 ? script_pass(text, capacity, length, depth, raise, scale) : length;
+}
+
 char *scriptcodes(char *text, size_t capacity, int depth, int raise, int scale) {
-    if (!text || capacity == 0) return text;
-    size_t length = bounded_length(text, capacity);   // cut even when there is nothing to do
-    if (depth != 0) script_pass(text, capacity, length, depth, raise, scale);
+    if (text && capacity) scriptcodes(text, bounded_length(text, capacity), capacity, depth, raise, scale);
     return text;
 }
 
+size_t compiletext(char *text, size_t length, size_t capacity, int depth) {
+    length = greekcodes(text, length, capacity);
+    return scriptcodes(text, length, capacity, depth, 0, 256);
+}
+
 char *compiletext(char *text, size_t capacity, int depth) {
-    greekcodes(text, capacity);
-    return scriptcodes(text, capacity, depth, 0, 256);
+    if (text && capacity) compiletext(text, bounded_length(text, capacity), capacity, depth);
+    return text;
 }
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Colour and tab tags
 
-char *tagcodes(char *text, size_t capacity) {
-    if (!text || capacity == 0) return text;
-    size_t length = bounded_length(text, capacity);
+size_t tagcodes(char *text, size_t length, size_t capacity) {
+    if (!text || capacity == 0) return 0;
+    length = content_length(text, length, capacity);
     size_t i = 0;
     while (i < length) {
         int command = -1;
@@ -221,7 +254,7 @@ char *tagcodes(char *text, size_t capacity) {
                 value = value * 10u + (uint32_t)((unsigned char)text[k + b] - '0');
         size_t tail = k < length ? k + 1 : length;
         size_t new_length = length - (tail - i) + 6;
-        if (new_length >= capacity) return text;   // "#col=" at the end grows by one byte
+        if (new_length >= capacity) return length;   // "#col=" at the end grows by one byte
         memmove(text + i + 6, text + tail, length - tail + 1);
         text[i] = 5;
         text[i + 1] = (char)command;
@@ -229,5 +262,10 @@ char *tagcodes(char *text, size_t capacity) {
         length = new_length;
         i += 6;
     }
+    return length;
+}
+
+char *tagcodes(char *text, size_t capacity) {
+    if (text && capacity) tagcodes(text, bounded_length(text, capacity), capacity);
     return text;
 }

@@ -14,6 +14,9 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <string_view>
+
+using namespace std::string_view_literals;
 
 const char game_goal_text[] =
     "Goal: to make the beam as small\nas possible to create collisions.\n\nThe left/right "
@@ -36,8 +39,8 @@ static struct {
 void draw_title_overlay()
 {
     selectfont("captionfont");
-    printtext(0, 0, "Fentra", 0xFFFFFF);
-    printtext(0, (float)(2 * current_line_height), game_goal_text, 0x80C080);
+    printtext(0, 0, "Fentra"sv, 0xFFFFFF);
+    printtext(0, (float)(2 * current_line_height), std::string_view(game_goal_text), 0x80C080);
     selectdefaultfont();
 }
 

@@ -5,6 +5,10 @@
 #include "fentra/views/game.h"
 #include "fentra/views/views.h"
 
+#include <string_view>
+
+using namespace std::string_view_literals;
+
 const char help_key_text[] =
     "P,K,W,G: Create matched Parallel, K-V, Waterbag or Gaussian beam\n(also resets "
     "simulation)\n\n2,3: Left/Right Steering Dipoles\n\n4,5: Focussing/Defocussing "
@@ -22,10 +26,10 @@ int (*help_pump)() = pump_events;
 
 void draw_help_page()
 {
-    printtext(100, 90, "Key list:", 0xFFFFFF);
-    printtext(100, 120, help_key_text, 0x00FFFF);
-    printtext(100, 500, "Press space to continue...", 0x0000FF);
-    printtext(100, 500 + 2 * current_line_height, help_added_text, 0x00FF00);
+    printtext(100, 90, "Key list:"sv, 0xFFFFFF);
+    printtext(100, 120, std::string_view(help_key_text), 0x00FFFF);
+    printtext(100, 500, "Press space to continue..."sv, 0x0000FF);
+    printtext(100, 500 + 2 * current_line_height, std::string_view(help_added_text), 0x00FF00);
 }
 
 void help_screen()

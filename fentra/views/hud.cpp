@@ -13,6 +13,10 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
+
+using namespace std::string_view_literals;
 
 static void set_rgb(unsigned colour)
 {
@@ -55,7 +59,7 @@ void draw_magnet_poles(const view_geometry &v, int n, double s)
         glColor3f(0.2f, 0.2f, 0.2f);
         pole_strip(v.centre_x, v.centre_y, c, sector, 1.06 * f, 3 * f);
         printtext((float)(v.centre_x + 1.1 * 1.03 * f * cos(c) - h / 2),
-                  (float)(v.centre_y + 1.1 * 1.03 * f * sin(c) - h / 2), north ? "N" : "S",
+                  (float)(v.centre_y + 1.1 * 1.03 * f * sin(c) - h / 2), north ? "N"sv : "S"sv,
                   0xFFFFFF);
     }
 }
@@ -93,11 +97,11 @@ void draw_kora_lines()
     const int x = screen_width / 4;
     kora_lines t = kora_line_texts();
     selectfont("ncgismall");
-    printtext(x, 20, t.component, 0xFFFFFF);
-    if (lattice_ring_name[0]) printtext(x, 30, lattice_ring_name, 0xFFFFFF);
-    printtext(x, 40, t.speed, 0xFFFFFF);
-    printtext(x, 50, t.distance, 0xFFFFFF);
-    printtext(x, 60, t.superperiod, 0xFFFFFF);
+    printtext(x, 20, std::string_view(t.component), 0xFFFFFF);
+    if (lattice_ring_name[0]) printtext(x, 30, std::string_view(lattice_ring_name), 0xFFFFFF);
+    printtext(x, 40, std::string_view(t.speed), 0xFFFFFF);
+    printtext(x, 50, std::string_view(t.distance), 0xFFFFFF);
+    printtext(x, 60, std::string_view(t.superperiod), 0xFFFFFF);
 }
 
 void draw_scraper(const view_geometry &v)
@@ -115,7 +119,7 @@ static void magnet_line(int x, int y, const char *format, double value)
 {
     char text[64];
     snprintf(text, sizeof text, format, value);
-    printtext(x, y, text, strength_colour(value));
+    printtext(x, y, std::string_view(text), strength_colour(value));
 }
 
 void draw_luminosity_bar(int W, int H, double L, double peak, unsigned colour)
@@ -147,23 +151,26 @@ bool touch_reset_hit(int x, int y, float reset_width, int line_height)
 static void touch_reset_button(int line_height)
 {
     unsigned colour = sim.particle_count == 0 ? 0xFFFFFF : 0x800000;
-    if (touch_reset_hit(mouse_x, mouse_y, textwidth("Reset"), line_height)) {
+    if (touch_reset_hit(mouse_x, mouse_y, textwidth("Reset"sv), line_height)) {
         // A touch screen moves the pointer only when touched: moving it away ends the press.
         set_cursor_position(screen_width / 2, screen_height / 2);
         sim.particle_count = 0;
         colour = 0xFFFFFF;
     }
-    printtext(screen_width / 2, 50, "Reset", colour);
+    printtext(screen_width / 2, 50, "Reset"sv, colour);
 }
 
-// Formats and compiles a luminosity line (the exponent becomes a superscript) and draws it.
+std::string_view luminosity_line_text(char *text, size_t size, void (*format)(char *, int, double), double value)
+{
+    format(text, 100, value);
+    return std::string_view(text, compiletext(text, strlen(text), size, -1));
+}
+
 static void luminosity_line(float x, float y, void (*format)(char *, int, double), double value,
                             unsigned colour)
 {
     char text[200];
-    format(text, 100, value);
-    compiletext(text, sizeof text, -1);
-    printtext(x, y, text, colour);
+    printtext(x, y, luminosity_line_text(text, sizeof text, format, value), colour);
 }
 
 int sparks_for_luminosity(double L)
@@ -179,11 +186,11 @@ double draw_text_overlay(const track_sums &sums)
 {
     const int W = screen_width, H = screen_height;
     char text[100];
-    if (sim.fodo_cell) printtext(W / 2, 0, "FODO cell", 0x00FFFF);
-    if (sim.space_charge) printtext(W / 2, 0, "Space-Charge", 0x00FFFF);
+    if (sim.fodo_cell) printtext(W / 2, 0, "FODO cell"sv, 0x00FFFF);
+    if (sim.space_charge) printtext(W / 2, 0, "Space-Charge"sv, 0x00FFFF);
     if (sim.kora_lattice && sim.component_index >= 0) {
         snprintf(text, sizeof text, "Bend Radius: %.2f", element_bend_radius[sim.component_index]);
-        printtext(W / 4, 0, text, sim.bend_active ? 0x00FF00 : 0x008000);
+        printtext(W / 4, 0, std::string_view(text), sim.bend_active ? 0x00FF00 : 0x008000);
     }
     magnet_line(3 * W / 4, 0, "Quadrupole: %.2f", magnets.quad_strength);
     magnet_line(3 * W / 4, 10, "Sextupole: %.2f", magnets.sextupole);
@@ -201,13 +208,13 @@ double draw_text_overlay(const track_sums &sums)
     luminosity_line(3 * W / 4, 1.5f * h + 50, peak_text, sim.peak_luminosity, 0x0000FF);
     if (sim.particle_count != particle_capacity) {
         beam_loss_text(text, sizeof text, sim.particle_count);
-        printtext(3 * W / 4, 3 * h + 50, text, 0xFF0000);
+        printtext(3 * W / 4, 3 * h + 50, std::string_view(text), 0xFF0000);
     }
     if (sim.touch_mode) touch_reset_button(h);
     selectdefaultfont();
 
     draw_luminosity_bar(W, H, L, sim.peak_luminosity, reading.colour);
     spawn_sparks(&sim.spark_list, sparks_for_luminosity(L));
-    printtext(0, H - current_line_height, "Press F1 for help", 0x808080);
+    printtext(0, H - current_line_height, "Press F1 for help"sv, 0x808080);
     return L;
 }

@@ -6,6 +6,9 @@
 #include "fentra/physics/state.h"
 #include "fentra/physics/tracking.h"
 
+#include <cstddef>
+#include <string_view>
+
 // The pole pictures of every non-zero magnet setting: steering (2 poles), quadrupole (4),
 // sextupole (6), octupole (8), with their "N" and "S" letters in the caption font.
 void draw_pole_pictures(const view_geometry &v, const magnet_settings &m);
@@ -28,6 +31,10 @@ void draw_scraper(const view_geometry &v);
 // raises the peak, draws the game overlay, the bar and spawns the sparks. Returns the
 // luminosity. With no particles the luminosity is 0 and reads "0.0 x 10^{0}".
 double draw_text_overlay(const track_sums &sums);
+
+// A luminosity or peak line formatted into text (size bytes, at least 200) and compiled, so
+// that the exponent becomes a superscript; the compiled bytes, whose commands hold zero bytes.
+std::string_view luminosity_line_text(char *text, size_t size, void (*format)(char *, int, double), double value);
 
 // Spark triplets for a luminosity: one per 1e33, at most 1000.
 int sparks_for_luminosity(double L);

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 phase_maxima phase_records = {0, 0, 0, 0};
 
@@ -135,7 +136,7 @@ void draw_phase_graphs(const double *x, const double *y, const double *xp, const
     phase_statistics_text(text, sizeof text, current, phase_records);
     BitmapFont *previous = current_font;
     selectfont("ncgismall");
-    printtext((float)(0.45 * W), (float)(3 * H / 4), text, 0xFFFFFF);
+    printtext((float)(0.45 * W), (float)(3 * H / 4), std::string_view(text), 0xFFFFFF);
     setfont(previous);
 
     reserve_dots(2 * n + 2 * 63);

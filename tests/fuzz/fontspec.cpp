@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
         reset_fonts();
         fontstyle key = parsefontspec(c.specifier);
         usefont(&key);
-        float width = textwidth("AB");
+        float width = textwidth(std::string_view("AB"));
         FUZZ_CHECK(key.boldness == c.boldness && current_line_height == c.line_height && width == c.width_of_AB,
                    "'%s': boldness %g, line height %d, width of AB %g", c.specifier, key.boldness, current_line_height, width);
     }
@@ -97,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
     usefont(&key);
     FUZZ_CHECK(current_font == variant || registered(current_font), "'%s': current font not registered", s);
-    textwidth("Ag\x02\x01\x05 x");
+    textwidth(std::string_view("Ag\x02\x01\x05 x"));
     selectfont(s);
     FUZZ_CHECK(registered(findfont(s)), "'%s': findfont gave no registered font", s);
     for (int i = 0; i < font_registry.count; i++)

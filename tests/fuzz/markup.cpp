@@ -1,9 +1,10 @@
-// Fuzz target: the markup passes (greekcodes, scriptcodes, tagcodes, compiletext) working in a
-// buffer of a fuzzer-chosen capacity with guard bytes behind it. After any pass the guard bytes
-// must be untouched and the compiled items must end on a terminator inside the capacity, so
-// that walking them (as measuring and drawing do) never leaves the buffer. Well-formed text
-// must also compile the same in a tight buffer as in a roomy one whenever the result fits, and
-// a roomy buffer must leave no Greek name or tag behind.
+// Fuzz target: the markup passes (greekcodes, scriptcodes, tagcodes, compiletext) working on a
+// text of a given length in a buffer of a fuzzer-chosen capacity with guard bytes behind it.
+// After any pass the guard bytes must be untouched, the result must be whole items ended by a
+// terminator inside the capacity, and what the buffer held behind the text must not matter.
+// Well-formed text must compile the same through the zero-terminated forms, and the same in a
+// tight buffer as in a roomy one whenever the result fits; a roomy buffer must leave no Greek
+// name or tag behind.
 #include "../unit/text_fonts.h"
 #include "fuzz_input.h"
 
@@ -15,21 +16,24 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     return 0;
 }
 
-// Where the walk over the items (a byte; 3 bytes led by 2; 6 led by 5) meets a terminator, or
-// capacity when it runs past it.
 static size_t item_size(char lead) { return lead == 2 ? 3 : lead == 5 ? 6 : 1; }
-static size_t item_walk_end(const char *text, size_t capacity) {
-    size_t i = 0;
-    while (i < capacity && text[i]) i += item_size(text[i]);
-    return std::min(i, capacity);
-}
 
 enum pass_kind { pass_greek, pass_scripts, pass_compile, pass_tags };
 
-static void run_pass(pass_kind kind, int depth, int raise, int scale, char *text, size_t capacity) {
-    if (kind == pass_greek || kind == pass_tags) (kind == pass_greek ? greekcodes : tagcodes)(text, capacity);
+static size_t run_pass(pass_kind kind, int depth, int raise, int scale, char *text, size_t length, size_t capacity) {
+    if (kind == pass_greek) return greekcodes(text, length, capacity);
+    if (kind == pass_tags) return tagcodes(text, length, capacity);
+    if (kind == pass_scripts) return scriptcodes(text, length, capacity, depth, raise, scale);
+    return compiletext(text, length, capacity, depth);
+}
+
+// The same through the zero-terminated form; returns the compiled length.
+static size_t run_terminated_pass(pass_kind kind, int depth, int raise, int scale, char *text, size_t capacity) {
+    if (kind == pass_greek) greekcodes(text, capacity);
+    if (kind == pass_tags) tagcodes(text, capacity);
     if (kind == pass_scripts) scriptcodes(text, capacity, depth, raise, scale);
     if (kind == pass_compile) compiletext(text, capacity, depth);
+    return compiledlength(text);
 }
 
 // The first item of the compiled text that still starts a Greek name (or a tag), or -1.
@@ -58,30 +62,44 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     unsigned char fill = fuzz_get<uint8_t>(in);   // what the buffer holds behind the text's terminator
     std::string text = fuzz_rest(in);
 
+    // The text in the buffer, and behind it a fill byte: twice, with two different fills.
     const size_t guard_size = 32;
     const char guard_byte = (char)0xC5;
-    std::vector<char> buffer(capacity + guard_size, guard_byte);
-    memset(buffer.data(), fill, capacity);
-    memcpy(buffer.data(), text.data(), std::min(text.size(), capacity));
-    if (text.size() < capacity) buffer[text.size()] = 0;
-    char *t = buffer.data();
-    run_pass(kind, depth, raise, scale, t, capacity);
-    for (size_t g = 0; g < guard_size; g++)
-        FUZZ_CHECK(t[capacity + g] == guard_byte, "pass %d wrote guard byte %zu (capacity %zu)", kind, g, capacity);
-    size_t end = item_walk_end(t, capacity);
-    FUZZ_CHECK(end < capacity, "pass %d: the compiled items run past the capacity %zu", kind, capacity);
-    FUZZ_CHECK(std::isfinite(textwidth(t)), "width %g", textwidth(t));
-    textwidthn(t, (int)(fuzz_get<uint16_t>(in) % (capacity + 1)) - 1);
+    std::vector<char> buffers[2];
+    size_t lengths[2];
+    for (int b = 0; b < 2; b++) {
+        std::vector<char> &buffer = buffers[b];
+        buffer.assign(capacity + guard_size, guard_byte);
+        memset(buffer.data(), b ? fill ^ 0xFF : fill, capacity);
+        memcpy(buffer.data(), text.data(), std::min(text.size(), capacity));
+        lengths[b] = run_pass(kind, depth, raise, scale, buffer.data(), text.size(), capacity);
+        for (size_t g = 0; g < guard_size; g++)
+            FUZZ_CHECK(buffer[capacity + g] == guard_byte, "pass %d wrote guard byte %zu (capacity %zu)", kind, g, capacity);
+    }
+    char *t = buffers[0].data();
+    size_t end = lengths[0];
+    FUZZ_CHECK(end < capacity && t[end] == 0 && compiledlength(std::string_view(t, end)) == end,
+               "pass %d: %zu bytes of whole items and a terminator in the capacity %zu", kind, end, capacity);
+    FUZZ_CHECK(lengths[1] == end && memcmp(buffers[1].data(), t, end) == 0,
+               "pass %d took in what lay behind the text (%zu or %zu bytes)", kind, end, lengths[1]);
+    std::string_view compiled(t, end);
+    FUZZ_CHECK(std::isfinite(textwidth(compiled)), "width %g", textwidth(compiled));
+    textwidthn(compiled, (int)(fuzz_get<uint16_t>(in) % (capacity + 1)) - 1);
 
-    // Well-formed text (every item whole, ended by its terminator) in a tight buffer and in a
-    // roomy one. Scripts and tags only grow the text step by step, so whenever the roomy result
-    // fits the tight buffer, no step ran out of room and both must agree; the Greek pass can
-    // grow and then shrink, so it is compared only when the buffer has room for any growth.
-    if (text.size() >= capacity || item_walk_end(text.c_str(), text.size() + 1) != text.size()) return 0;
+    // Well-formed text (every item whole, no end item inside) through the zero-terminated forms
+    // in the same buffer, and in a roomy one. Scripts and tags only grow the text step by step,
+    // so whenever the roomy result fits the tight buffer, no step ran out of room and both must
+    // agree; the Greek pass can grow and then shrink, so it is compared only when the buffer has
+    // room for any growth.
+    if (text.size() >= capacity || compiledlength(std::string_view(text)) != text.size()) return 0;
+    std::vector<char> terminated(capacity, fill);
+    memcpy(terminated.data(), text.c_str(), text.size() + 1);
+    size_t terminated_end = run_terminated_pass(kind, depth, raise, scale, terminated.data(), capacity);
+    FUZZ_CHECK(terminated_end == end && memcmp(terminated.data(), t, end) == 0,
+               "pass %d: the zero-terminated form gives %zu bytes, the length form %zu", kind, terminated_end, end);
     std::vector<char> roomy(16 * text.size() + 256, 0);
     memcpy(roomy.data(), text.c_str(), text.size() + 1);
-    run_pass(kind, depth, raise, scale, roomy.data(), roomy.size());
-    size_t roomy_length = item_walk_end(roomy.data(), roomy.size());
+    size_t roomy_length = run_pass(kind, depth, raise, scale, roomy.data(), text.size(), roomy.size());
     FUZZ_CHECK(roomy_length < roomy.size(), "roomy buffer overrun");
     bool greek = kind == pass_greek || kind == pass_compile;
     if (roomy_length < capacity && (!greek || capacity >= 2 * text.size() + 4))

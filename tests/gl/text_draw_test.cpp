@@ -1,7 +1,8 @@
 // Bitmap text on a real GL context (run under Xvfb): one reference picture holds every printable
 // glyph of the carried fonts drawn 1:1 from their textures in a colour, line breaks, scripts, a
 // scaled variant, digits drawn small from the retouched mipmaps, word wrap with and without a
-// bottom limit, and boxed text. Then the fall-back font, shared textures and the fatal errors.
+// bottom limit, and boxed text. Then texts cut inside an item, the fall-back font, shared
+// textures and the fatal errors.
 #include "gl_fixture.h"
 
 #include <string>
@@ -44,6 +45,27 @@ TEST(TextGl, SceneMatchesItsReferencePicture) {
     printtextboxed(460, 260, "ab", 0x000000, 0x0000FF);   // the box in its colour, the text black on it
     overlay_end();
     EXPECT_TRUE(matches_reference("text_scene", read_back_buffer(640, 480), 640, 480));
+}
+
+// The picture of text drawn at (10, 10) in the caption font, from a buffer of exactly its bytes.
+std::vector<unsigned char> drawn(const std::string &bytes) {
+    std::vector<char> exact(bytes.begin(), bytes.end());
+    views_gl::clear_screen();
+    selectfont("captionfont");
+    printtext(10, 10, std::string_view(exact.data(), exact.size()), 0xFFFFFF);
+    return read_back_buffer(640, 480);
+}
+
+// An item cut by the text's end draws nothing: every cut of a glyph item after an 'a' draws
+// the 'a' alone, and the whole item adds its glyph.
+TEST(TextGl, AnItemCutByTheEndIsNotDrawn) {
+    const std::vector<unsigned char> a = drawn("a");
+    const std::string items[] = {"b", std::string("\2\0b", 3)};   // 'b', and 'b' as a 3-byte code
+    for (const std::string &item : items) {
+        for (size_t cut = 0; cut < item.size(); cut++)
+            EXPECT_TRUE(drawn("a" + item.substr(0, cut)) == a) << "item led by " << int(item[0]) << " cut after " << cut;
+        EXPECT_FALSE(drawn("a" + item) == a) << "whole item led by " << int(item[0]);
+    }
 }
 
 TEST(TextGl, FallbackFontAndSharedTextures) {

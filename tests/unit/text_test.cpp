@@ -1,5 +1,5 @@
-// Bitmap text without a display: the markup passes and their capacity limits, measuring,
-// shelf packing, the current font's metrics, unloading, and font specifiers with their
+// Bitmap text without a display: the markup passes and their capacity limits, texts that end at
+// their length (measured, and drawn with GL calls that do nothing here), measuring, shelf packing, the current font's metrics, unloading, and font specifiers with their
 // variants. (Random input through these is the fuzz targets' markup, fontdata and fontspec,
 // replayed in the suite.)
 #include <gtest/gtest.h>
@@ -46,7 +46,7 @@ TEST(TextMarkup, Passes) {
         {"missing brace, mark at the end", scripts, "a^{bc^", "a" + up + "bc^" + back},
         {"capitals", greekcodes, "Alpha ALPHA aLPHA alphabet", G(280) + " " + G(280) + " " + G(256) + " " + G(256) + "bet"},
         {"names", greekcodes, "zeta mu=3 piXi the ta VAROMEGA", G(261) + " " + G(267) + "=3 " + G(271) + G(293) + " the ta " + G(308)},
-        {"Greek, then scripts", compile, "sigma^2", G(273) + up + "2" + back},
+        {"Greek (growing), then scripts", compile, "mu^2", G(267) + up + "2" + back},
         {"colour, tab", tagcodes, "#col=16711680#r#TAB=300#b#size=3#", T(0, 0xFF0000) + "r" + T(1, 300) + "b#size=3#"},
         {"':' is digit 10, no closing '#'", tagcodes, "#col=1:#x#col=6", T(0, 20) + "x" + T(0, 6)},
     };
@@ -54,6 +54,35 @@ TEST(TextMarkup, Passes) {
     // One byte short, a replacement is not made. (Every capacity is the fuzz target markup's.)
     EXPECT_EQ(std::make_tuple(run(scripts, "10^{5}", 15), run(greekcodes, "mu", 3), run(tagcodes, "#col=", 6)),
               std::make_tuple("10^{5}", "mu", "#col="));
+}
+
+// The length forms take the text's own bytes only: what lies behind them in the buffer (here
+// the bytes that would complete the markup) is never read into it, and an item cut by the
+// length is dropped.
+TEST(TextMarkup, LengthFormsStopAtTheLength) {
+    using length_pass = size_t (*)(char *, size_t, size_t);
+    length_pass greek = greekcodes, tags = tagcodes;
+    length_pass scripts = [](char *t, size_t n, size_t c) { return scriptcodes(t, n, c, -1, 0, 256); };
+    length_pass compile = [](char *t, size_t n, size_t c) { return compiletext(t, n, c, -1); };
+    struct length_case { const char *name; length_pass pass; string text, behind, expected; };
+    const length_case cases[] = {
+        {"mark at the end", scripts, "x^", "2", "x^"},
+        {"digit run", scripts, "x^1", "23", "x" + up + "1" + back},
+        {"group runs to the end", compile, "a^{b", "}c", "a" + up + "b" + back},
+        {"name", greek, "alph", "a", "alph"},
+        {"tag value", tags, "#col=12", "3#", T(0, 12)},
+        {"cut command", tags, "ab\5\2", string(4, '\0'), "ab"},
+        {"cut code after a mark", scripts, "x^\2\1", string(1, '\0'), "x^"},
+        {"end item inside", greek, string("mu\0pi", 5), "", G(267)},
+    };
+    for (const length_case &c : cases) {
+        string bytes = c.text + c.behind;
+        std::vector<char> buffer(bytes.begin(), bytes.end());
+        buffer.resize(64, '\xA5');
+        size_t length = c.pass(buffer.data(), c.text.size(), buffer.size());
+        EXPECT_EQ(string(buffer.data(), length), c.expected) << c.name;
+        EXPECT_EQ(buffer[length], 0) << c.name;
+    }
 }
 
 TEST(TextPacking, Shelves) {
@@ -89,7 +118,7 @@ struct TextFonts : ::testing::Test {
     BitmapFont *caption = register_test_font("captionfont", {data_captionfont_fnt, data_captionfont_fnt + data_captionfont_fnt_size});
     BitmapFont *big = register_test_font("ncgibig", block(8, 8));
     BitmapFont *small = register_test_font("ncgismall", block(3, 5));
-    void TearDown() override { text_shader_program = 0; reset_test_fonts(); }
+    void TearDown() override { text_shader_program = 0, text_screen_space = 1; reset_test_fonts(); }
 };
 
 TEST_F(TextFonts, Measuring) {
@@ -100,6 +129,57 @@ TEST_F(TextFonts, Measuring) {
     EXPECT_FLOAT_EQ(textwidth(nullptr), 45) << "measured as \"NULL?\"";
     text_shader_program = 1;
     EXPECT_FLOAT_EQ(textwidth("ab"), 17.6f) << "a text shader's pens are not rounded";
+}
+
+// Texts as bytes with their length, in buffers of exactly that size so that a read past the end
+// is caught under the address sanitizer.
+struct exact_text {
+    std::vector<char> bytes;
+    explicit exact_text(const string &s) : bytes(s.begin(), s.end()) {}
+    std::string_view view() const { return {bytes.data(), bytes.size()}; }
+};
+
+// The pen y after drawing text at (10, 0) with a right limit 5 pixels on: the 'a' breaks the
+// line after it (9 pixels down), and so does each glyph 8 wide drawn after it.
+float drawn_y(std::string_view text) {
+    begintext();
+    float y = drawtext(10, 0, 15, 0, text, 0xFFFFFF);
+    endtext();
+    return y;
+}
+
+TEST_F(TextFonts, TextsEndAtTheirLength) {
+    setfont(big);   // 'a' advances 9; a code above 255 has no glyph here and advances 1
+    text_screen_space = 0;
+    const std::pair<exact_text, size_t> texts[] = {{exact_text(string("\x02X", 2)), 0}, {exact_text("\x05"), 0}, {exact_text("a\x05"), 1}};
+    for (const auto &[text, whole] : texts)
+        EXPECT_EQ(std::make_tuple(compiledlength(text.view()), textwidth(text.view()), textwidthn(text.view(), 5), drawn_y(text.view())),
+                  std::make_tuple(whole, 9.0f * whole, 9.0f * whole, 9.0f * whole)) << text.view().size() << " bytes";
+
+    // Each item after an 'a', cut at every byte: nothing of it counts until it is whole.
+    struct item_case { string item; float whole_width, whole_y; };
+    const item_case items[] = {
+        {"b", 18, 18},           {"\n", 9, 18},          {G(256), 10, 9},         {G(280), 10, 9},
+        {S(179, 38), 9, 8},      {T(0, 0xFF0000), 9, 9},  {T(1, 100), 100, 9},     {string("\2\0A", 3), 18, 18},
+    };
+    for (const item_case &c : items) {
+        for (size_t cut = 0; cut < c.item.size(); cut++) {
+            exact_text text("a" + c.item.substr(0, cut));
+            EXPECT_EQ(std::make_tuple(compiledlength(text.view()), textwidth(text.view()), textwidthn(text.view(), -1), drawn_y(text.view())),
+                      std::make_tuple(size_t(1), 9.0f, 9.0f, 9.0f)) << "item led by " << int(c.item[0]) << " cut after " << cut;
+        }
+        exact_text text("a" + c.item);
+        EXPECT_EQ(std::make_tuple(compiledlength(text.view()), textwidth(text.view()), drawn_y(text.view())),
+                  std::make_tuple(1 + c.item.size(), c.whole_width, c.whole_y)) << "whole item led by " << int(c.item[0]);
+    }
+    // An end item ends a view; the zero-terminated form stops at a code whose high byte is
+    // its terminator, and a word to wrap is measured up to the view's end.
+    EXPECT_EQ(std::make_tuple(textwidth(std::string_view("ab\0cd", 5)), textwidth("ab\x02"), textwidthn(std::string_view("abc", 3), 2)),
+              std::make_tuple(18.0f, 18.0f, 18.0f));
+    begintext();
+    EXPECT_EQ(std::make_tuple(drawtext(0, 0, 50, 0, exact_text("ab cdef").view(), 0), drawtext(0, 0, 50, 0, exact_text("ab cde\x05").view(), 0)),
+              std::make_tuple(9.0f, 0.0f)) << "'cdef' does not fit beside 'ab', 'cde' does";
+    endtext();
 }
 
 TEST_F(TextFonts, UnloadingABaseTakesItsVariants) {

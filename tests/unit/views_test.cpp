@@ -8,6 +8,7 @@
 #include "fentra/views/phase_graphs.h"
 #include "fentra/views/ring_view.h"
 #include "fentra/views/optics_panel.h"
+#include "fentra/physics/collective.h"
 #include "fentra/physics/lattice.h"
 
 #include <gtest/gtest.h>
@@ -67,6 +68,16 @@ TEST(Sparks, LikeKindsRepelAndUnlikeKindsAttract)
 
 // The region lies at the left edge, rows 50 - h to 50 + 2h - 1, although the word is drawn
 // mid-screen.
+// The exponent of the luminosity and peak lines is drawn raised and smaller: its compiled
+// commands (scale 179 raised 38, then back to 256) hold zero bytes and belong to the line.
+TEST(Hud, LuminosityLinesCarryTheirExponentAsASuperscript)
+{
+    const std::string up("\5\2\xB3\0\x26\0", 6), back("\5\2\0\1\0\0", 6);
+    char text[200];
+    EXPECT_EQ(luminosity_line_text(text, sizeof text, luminosity_text, 7.3e30), "Luminosity: 7.3 x 10" + up + "30" + back);
+    EXPECT_EQ(luminosity_line_text(text, sizeof text, peak_text, 0), "Peak: 0.0 x 10" + up + "0" + back);
+}
+
 TEST(TouchReset, TheHitRegionIsAtTheLeftEdge)
 {
     const struct { int x, y; bool hit; } cases[] = {
