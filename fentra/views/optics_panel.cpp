@@ -140,7 +140,7 @@ static void line(text_pen *t, unsigned colour, const char *format, ...)
     va_start(args, format);
     vsnprintf(text, sizeof text, format, args);
     va_end(args);
-    printtext(t->x, t->y, text, colour);
+    printtext(t->x, t->y, std::string_view(text), colour);
     t->y += t->h;
 }
 
@@ -251,7 +251,7 @@ static void beta_plot(const panel_rect &r, const optics_model &m)
     glEnd();
     char text[64];
     snprintf(text, sizeof text, "bx, by over one %s (max %.1f m)", m.lattice.cell ? "cell" : "superperiod", top);
-    printtext(r.x + 2, r.y + 1, text, 0xC0C0C0);
+    printtext(r.x + 2, r.y + 1, std::string_view(text), 0xC0C0C0);
 }
 
 static unsigned order_colour(int order)
@@ -312,7 +312,8 @@ static void tune_diagram(const panel_rect &r, const optics_model &m)
         for (int i = 0; i < n; i++) {
             char label[2] = {(char)('0' + lines[i].order), 0};
             drawtext((float)std::min(px(lines[i].bx) + 1, r.x + r.w - 8.0),
-                     (float)std::max(py(lines[i].by) - 1, (double)r.y + 1), 1e9f, 1e9f, label, (int)lines[i].colour);
+                     (float)std::max(py(lines[i].by) - 1, (double)r.y + 1), 1e9f, 1e9f, std::string_view(label, 1),
+                     (int)lines[i].colour);
         }
         endtext();
     }
@@ -333,9 +334,9 @@ static void tune_diagram(const panel_rect &r, const optics_model &m)
     glEnd();
     char text[80];
     snprintf(text, sizeof text, "Qx %.3f .. %.3f", w.qx0, w.qx1);
-    printtext(r.x + 2, r.y + r.h - 1 - 2 * current_line_height, text, 0xC0C0C0);
+    printtext(r.x + 2, r.y + r.h - 1 - 2 * current_line_height, std::string_view(text), 0xC0C0C0);
     snprintf(text, sizeof text, "Qy %.3f .. %.3f  order 1-4", w.qy0, w.qy1);
-    printtext(r.x + 2, r.y + r.h - 1 - current_line_height, text, 0xC0C0C0);
+    printtext(r.x + 2, r.y + r.h - 1 - current_line_height, std::string_view(text), 0xC0C0C0);
 }
 
 void draw_optics_panel(const optics_panel_layout &layout)
