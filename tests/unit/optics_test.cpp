@@ -155,42 +155,188 @@ TEST(optics, matched_beam_keeps_its_size_and_a_mismatched_one_beats)
 // One KORA superperiod as the loop tracks it (element lookup at the ring position, steps of
 // at most 0.5 mm clipped to end 1e-6 m past each element's end) against the product of its
 // thick elements, where a bend of radius rho focuses x with k + 1 / rho^2 and y with -k.
-TEST(optics, kora_superperiod_is_stable_in_both_planes)
-{
-    std::string file = "/tmp/fentra_optics_" + std::to_string(getpid()) + ".txt";
-    write_builtin_lattice(file.c_str());
-    read_lattice(file.c_str());
-    remove(file.c_str());
-    start_probes();
-    sim.kora_lattice = true;
-    const double L = sim.superperiod_length;
-    for (;;) {
-        magnets = magnet_settings{0, 0, 0, 0, 0};
-        sim.component_index = -1;
-        sim.distance_to_element_end = 1e20;
-        enter_current_element();
-        track_step();
-        if (sim.ring_position >= L) break;
-        advance_along_ring(ds_fine, false);
-    }
-    EXPECT_NEAR(sim.ring_position, L, 1e-6 + 1e-9) << "the last step ends just past the superperiod";
-    EXPECT_EQ(sim.particle_count, 2);
-    mat2 t[2] = {{1, 0, 0, 1}, {1, 0, 0, 1}};
-    for (int i = 0; i < element_count; i++) {
-        double k = element_strength[i], rho = element_bend_radius[i];
-        t[0] = thick(element_length[i], k + (rho != 0 ? 1 / (rho * rho) : 0)) * t[0];
-        t[1] = thick(element_length[i], -k) * t[1];
-    }
-    expect_probes_follow(t);
-}
-
-// The KORA table read from its carried text.
 void load_kora()
 {
     std::string file = "/tmp/fentra_optics_" + std::to_string(getpid()) + ".txt";
     write_builtin_lattice(file.c_str());
     read_lattice(file.c_str());
     remove(file.c_str());
+}
+
+// Tracks the particles in place through one KORA superperiod from the ring position they are at,
+// as the loop does, with steps of ds.
+void kora_superperiod(double ds)
+{
+    sim.kora_lattice = true;
+    const double end = sim.ring_position + sim.superperiod_length;
+    for (;;) {
+        magnets = magnet_settings{0, 0, 0, 0, 0};
+        sim.component_index = -1;
+        sim.distance_to_element_end = 1e20;
+        enter_current_element();
+        track_step();
+        if (sim.ring_position >= end - 1e-6) break;
+        advance_along_ring(ds, false);
+    }
+}
+
+// The superperiod's thick-element matrices, every focusing strength divided by p.
+void kora_thick(double p, mat2 t[2])
+{
+    t[0] = t[1] = {1, 0, 0, 1};
+    for (int i = 0; i < element_count; i++) {
+        double k = element_strength[i], rho = element_bend_radius[i];
+        t[0] = thick(element_length[i], (k + (rho != 0 ? 1 / (rho * rho) : 0)) / p) * t[0];
+        t[1] = thick(element_length[i], -k / p) * t[1];
+    }
+}
+
+TEST(optics, kora_superperiod_is_stable_in_both_planes)
+{
+    load_kora();
+    start_probes();
+    kora_superperiod(ds_fine);
+    EXPECT_NEAR(sim.ring_position, sim.superperiod_length, 1e-6 + 1e-9) << "the last step ends just past the superperiod";
+    EXPECT_EQ(sim.particle_count, 2);
+    mat2 t[2];
+    kora_thick(1, t);
+    expect_probes_follow(t);
+}
+
+// KORA's momentum acceptance: Qx reaches 5 (trace -2 a superperiod) at -5.2 % in the thick-lens
+// model; the tracking at the default step is stable at -5.0 % and unstable at -5.5 %.
+TEST(guide_figures, kora_momentum_acceptance_ends_where_qx_reaches_5)
+{
+    load_kora();
+    double delta = 0;
+    mat2 t[2];
+    for (kora_thick(1, t); t[0].a + t[0].d > -2; kora_thick(1 + delta, t)) delta -= 1e-5;
+    EXPECT_NEAR(delta, -0.0523, 0.0005);
+    const struct { double delta; bool x_stable; } rows[] = {{-0.050, true}, {-0.055, false}, {0.15, true}};
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.delta);
+        start_probes();
+        beam_momentum[0] = beam_momentum[1] = 1 + r.delta;
+        sim.ring_position = 1e-6;
+        sim.step_length = 0.012;
+        kora_superperiod(0.012);
+        EXPECT_EQ(fabs((beam_x[0] + beam_xp[1]) / probe) < 2, r.x_stable);
+    }
+}
+
+// The K beam made for KORA (beta 14.0 m and 5.32 m, alpha 0) against the superperiod's periodic
+// ellipse: mismatch factors 1.28 and 1.54, so its size beats by about 2.1 and 2.7.
+TEST(guide_figures, kora_beam_is_mismatched_to_the_periodic_optics)
+{
+    load_kora();
+    allocate_particles();
+    reset_simulation_state();
+    sim.kora_lattice = true;
+    random15_restart();
+    make_beam(beam_kv);
+    mat2 t[2];
+    kora_thick(1, t);
+    const double want[2] = {1.28, 1.54};
+    for (int plane = 0; plane < 2; plane++) {
+        const double *x = plane ? beam_y : beam_x, *xp = plane ? beam_yp : beam_xp;
+        double xx = 0, xxp = 0, pp = 0;
+        for (int i = 0; i < particle_capacity; i++) xx += x[i] * x[i], xxp += x[i] * xp[i], pp += xp[i] * xp[i];
+        const double e = sqrt(xx * pp - xxp * xxp), bb = xx / e, ab = -xxp / e, gb = pp / e;
+        const periodic o = optics_of(t[plane]);
+        const double alpha = (t[plane].a - t[plane].d) / (2 * sin(o.mu)), gamma = (1 + alpha * alpha) / o.beta;
+        const double B = 0.5 * (o.beta * gb - 2 * alpha * ab + gamma * bb);
+        EXPECT_NEAR(B, want[plane], 0.02) << "plane " << plane;
+    }
+}
+
+// ---- Figures the student guide quotes
+
+// The thick-lens FODO cell in one plane with k_add added all along it, drifts included (a held
+// quadrupole key in the FODO cell).
+mat2 fodo_thick(int plane, double k_add)
+{
+    const double sign = plane ? -1 : 1, L[5] = {0.25, 1, 0.5, 1, 0.25}, k[5] = {1.384, 0, -1.384, 0, 1.384};
+    mat2 m = {1, 0, 0, 1};
+    for (int i = 0; i < 5; i++) m = thick(L[i], sign * (k[i] + k_add)) * m;
+    return m;
+}
+
+// The probes' one-cell map in each plane after tracking the FODO cell from 0 with steps of ds
+// and the key's k_add held all the while.
+void tracked_fodo_cell(double ds, double k_add, mat2 out[2])
+{
+    start_probes();
+    sim.step_length = ds;
+    for (int k = 0; sim.ring_position < 3.0 - 1e-9; k++) {
+        magnets = magnet_settings{0, k_add + fodo_quadrupole(sim.ring_position), 0, 0, 0};
+        track_step();
+        advance_along_ring(ds, false);
+    }
+    for (int plane = 0; plane < 2; plane++) {
+        const double *x = plane ? beam_y : beam_x, *xp = plane ? beam_yp : beam_xp;
+        out[plane] = {x[0] / probe, x[1] / probe, xp[0] / probe, xp[1] / probe};
+    }
+}
+
+// The same cell as thin kicks at the ends of steps j ds (j = 1 .. 3 / ds), a quadrupole wherever
+// the step's end lies within 0.25 m of a cell boundary or of the cell's middle: the sampling
+// the guide explains, worked out apart from the program's lookup.
+mat2 sampled_fodo_cell(int plane, double ds)
+{
+    mat2 m = {1, 0, 0, 1};
+    const int steps = (int)lround(3.0 / ds);
+    for (int j = 0; j < steps; j++) {
+        double s = j * ds, k = 0;
+        if (s < 0.25 - 1e-9 || s >= 2.75 - 1e-9) k = 1.384;
+        if (s >= 1.25 - 1e-9 && s < 1.75 - 1e-9) k = -1.384;
+        if (plane) k = -k;
+        m = mat2{1, ds, 0, 1} * mat2{1, 0, -k * ds, 1} * m;
+    }
+    return m;
+}
+
+double degrees(const mat2 &m) { return optics_of(m).mu * 180 / std::numbers::pi; }
+
+// The guide's table of the FODO cell's tracked phase advance against the step: at 1 m/s the
+// cell tracks 53.65 degrees (41 step ends in each 0.5 m quadrupole), at 2 m/s the planes part.
+TEST(guide_figures, fodo_phase_advance_follows_the_step_sampling)
+{
+    const struct { double ds, mu_x, mu_y; } rows[] = {
+        {0.006, 54.25, 54.25}, {0.012, 53.65, 53.65}, {0.024, 56.96, 50.14}, {0.048, 61.80, 48.33}};
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.ds);
+        mat2 got[2];
+        tracked_fodo_cell(r.ds, 0, got);
+        EXPECT_NEAR(degrees(got[0]), degrees(sampled_fodo_cell(0, r.ds)), 0.01);
+        EXPECT_NEAR(degrees(got[1]), degrees(sampled_fodo_cell(1, r.ds)), 0.01);
+        EXPECT_NEAR(degrees(got[0]), r.mu_x, 0.01);
+        EXPECT_NEAR(degrees(got[1]), r.mu_y, 0.01);
+    }
+}
+
+// A held 4 or 5 in the FODO cell: the thick-lens limit of the added k is 0.092 m^-2 in the
+// plane it defocuses, the tracking's within 0.005 of it; +2 m^-2 leaves x stable (trace -1.09)
+// and makes y grow 67 times a cell.
+TEST(guide_figures, fodo_cell_stability_limit_under_a_held_quadrupole)
+{
+    double limit = 0;
+    while (fodo_thick(1, limit).a + fodo_thick(1, limit).d < 2) limit += 1e-5;
+    EXPECT_NEAR(limit, 0.092, 0.0005);
+    const struct { double k_add; bool x_stable, y_stable; } rows[] = {
+        {limit - 0.006, true, true}, {limit + 0.004, true, false}, {-limit + 0.006, true, true},
+        {-limit - 0.004, false, true}, {2, true, false}, {-2, false, true}};
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.k_add);
+        mat2 got[2];
+        tracked_fodo_cell(0.012, r.k_add, got);
+        EXPECT_EQ(fabs(got[0].a + got[0].d) < 2, r.x_stable);
+        EXPECT_EQ(fabs(got[1].a + got[1].d) < 2, r.y_stable);
+    }
+    mat2 got[2];
+    tracked_fodo_cell(0.012, 2, got);
+    EXPECT_NEAR(got[0].a + got[0].d, fodo_thick(0, 2).a + fodo_thick(0, 2).d, 0.05);
+    EXPECT_NEAR(fodo_thick(0, 2).a + fodo_thick(0, 2).d, -1.10, 0.01);
+    EXPECT_NEAR(got[1].a + got[1].d, 67.1, 0.5);
 }
 
 double degrees(double rad) { return rad * 180 / std::numbers::pi; }
