@@ -112,6 +112,12 @@ TEST(setup_text, applied_setups_give_the_state_they_name)
                beam_xp[7] * beam_xp[7] / 0.010925618390000875 / 0.010925618390000875 +
                beam_y[7] * beam_y[7] / 0.03579625 / 0.03579625 + beam_yp[7] * beam_yp[7] / 0.017459929461884974 / 0.017459929461884974;
     EXPECT_NEAR(q, 1, 1e-6);
+    // A beam named in the FODO cell is that beam, not the matched one.
+    fresh_kora();
+    ASSERT_TRUE(parse_setup("lattice=fodo&beam=P", &s, &error));
+    apply_setup(s);
+    EXPECT_EQ(std::make_tuple(sim.fodo_cell, beam_xp[7], beam_yp[7], format_setup(current_setup())),
+              std::make_tuple(true, 0.0, 0.0, std::string("lattice=fodo&beam=P")));
 }
 
 std::string read_text(const std::string &name)
