@@ -7,6 +7,9 @@
 #include <cstring>
 #include <numbers>
 
+// The quadrupole the held keys add all round the FODO cell (KORA's elements replace it).
+static double held_quadrupole;
+
 bool active_lattice(optics_lattice *l)
 {
     if (sim.kora_lattice && element_count > 0) {
@@ -15,6 +18,7 @@ bool active_lattice(optics_lattice *l)
     }
     if (sim.fodo_cell) {
         fodo_cell_lattice(l);
+        for (int i = 0; i < l->count; i++) l->piece[i].k += held_quadrupole;
         return true;
     }
     l->count = 0;
@@ -45,6 +49,7 @@ beam_now panel_beam;
 
 void observe_beam_optics(const footprint_setup &setup)
 {
+    held_quadrupole = setup.keyboard_quadrupole;
     const optics_model &m = current_optics_model();
     beam_now &b = panel_beam;
     b = beam_now{};

@@ -16,8 +16,9 @@ struct optics_model {
     double beta[2][beta_sample_count];   // over one period
 };
 
-// The lattice in use: the KORA table (sim.superperiod_count periods) or the FODO cell.
-// False without a lattice.
+// The lattice in use: the KORA table (sim.superperiod_count periods) or the FODO cell, with
+// the quadrupole of the keys held at the last observation added all along it. False without
+// a lattice.
 bool active_lattice(optics_lattice *l);
 
 // The model of the lattice in use, solved again only when the lattice has changed.

@@ -6,6 +6,7 @@
 #include "fentra/physics/beam.h"
 #include "fentra/physics/lattice.h"
 #include "fentra/physics/optics.h"
+#include "fentra/physics/optics_figures.h"
 #include "fentra/physics/state.h"
 #include "fentra/physics/tracking.h"
 
@@ -422,3 +423,27 @@ TEST(optics_model, tunes_scale_with_the_period_count_and_strong_quadrupoles_are_
 }
 
 } // namespace
+
+// Keys held in the FODO cell add their quadrupole all along it, and the panel's model follows:
+// +2 m^-2 (4) leaves x stable and throws y far past |trace| = 2, -2 (5) the other way round,
+// released the cell is stable again. The traces are the cell's matrices multiplied out here.
+TEST(optics_model, keys_held_in_the_fodo_cell_change_its_stability)
+{
+    reset_simulation_state();
+    sim.fodo_cell = true;
+    for (double key : {2.0, -2.0, 0.0}) {
+        SCOPED_TRACE(key);
+        footprint_setup setup = footprint_setup_now(magnet_settings{0, key, 0, 0, 0});
+        observe_beam_optics(setup);
+        const lattice_optics &o = current_optics_model().optics;
+        for (int p = 0; p < 2; p++) {
+            const double k = p ? -1.384 : 1.384, extra = p ? -key : key;
+            const mat2 m = thick(0.25, k + extra) * thick(1, extra) * thick(0.5, -k + extra) * thick(1, extra) *
+                           thick(0.25, k + extra);
+            EXPECT_NEAR(o.plane[p].trace, m.a + m.d, 1e-9 * (1 + fabs(m.a + m.d)));
+            EXPECT_EQ(o.plane[p].stable, fabs(m.a + m.d) < 2);
+        }
+        EXPECT_EQ(o.periodic, key == 0);
+    }
+    sim.fodo_cell = false;
+}
