@@ -13,9 +13,6 @@
 
 #include <cstring>
 
-unsigned char minimised_by_alt_tab = 0;
-void (*keyboard_snapshot_source)(unsigned char snapshot[256]) = nullptr;
-
 enum event_kind { EVENT_KEY_DOWN, EVENT_KEY_UP, EVENT_MOUSE, EVENT_WHEEL, EVENT_RELEASE_ALL, EVENT_SIZE };
 
 // One browser event as the pump reads it.
@@ -147,10 +144,9 @@ static EM_BOOL on_mouse(int, const EmscriptenMouseEvent *e, void *)
 
 static EM_BOOL on_wheel(int, const EmscriptenWheelEvent *e, void *)
 {
-    if (e->deltaY == 0) return 1;   // a sideways turn is not the wheel the program reads
     page_event p = {};
     p.kind = EVENT_WHEEL;
-    p.scancode = e->deltaY < 0 ? 1 : -1;
+    p.scancode = e->deltaY < 0 ? 1 : e->deltaY > 0 ? -1 : 0;
     enqueue(p);
     return 1;
 }
@@ -226,7 +222,7 @@ static void window_procedure(const page_event &e)
         mouse_message(e.x, e.y, e.raw);
         break;
     case EVENT_WHEEL:
-        mouse_buttons |= e.scancode > 0 ? 0x04u : 0x08u;
+        mouse_wheel(e.scancode);
         break;
     case EVENT_SIZE:
         follow_browser_window();
@@ -236,8 +232,7 @@ static void window_procedure(const page_event &e)
 
 int pump_events()
 {
-    mouse_buttons_previous = mouse_buttons;
-    mouse_buttons &= ~0x0Cu;   // the wheel bits last one frame
+    mouse_pump_begin();
     // The browser runs the handlers and shows the canvas only while the program waits: once
     // between two pumps is enough (a frame's pacing may have waited already). A pump in the
     // middle of a frame (a new beam restarts it) does not wait, as the page would show the
@@ -254,12 +249,7 @@ int pump_events()
     for (int i = 0; i < events.count; i++) window_procedure(events.queue[i]);
     events.count = 0;
 
-    if (keyboard_snapshot_source) {
-        memcpy(key_state_previous, key_state, sizeof key_state);
-        keyboard_snapshot_source(key_state);
-    } else {
-        keyboard_snapshot(events.down, SDL_NUM_SCANCODES, mouse_raw_buttons);
-    }
+    take_keyboard_snapshot(events.down, SDL_NUM_SCANCODES, mouse_raw_buttons);
     return quit_requested;
 }
 
