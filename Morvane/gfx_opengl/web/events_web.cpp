@@ -245,6 +245,8 @@ int pump_events()
             events.skipped_wait = false;
         }
     }
+    // A hidden page pauses the program here; its clock stood still meanwhile.
+    wait_while_hidden();
     events.waited = false;
     for (int i = 0; i < events.count; i++) window_procedure(events.queue[i]);
     events.count = 0;

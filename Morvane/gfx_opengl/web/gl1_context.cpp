@@ -5,6 +5,7 @@
 // in between shows no half-made frame.
 #include "Morvane/gfx_opengl/web/gl1_internal.h"
 #include "Morvane/gfx_opengl/web/gl1_webgl.h"
+#include "Morvane/gfx_opengl/web/platform_web.h"
 
 #include <emscripten.h>
 
@@ -191,10 +192,12 @@ void gl1_present()
     gl1_flush_drawing();
     gl1.unshown = false;
     page_show_canvas();
-    // Waits of a millisecond, at most 1 s in all (a hidden page has no display frames): the
-    // program's end after a wait of another kind would not reach the page (Module.onExit).
+    // Waits of a millisecond, at most 1 s in all, and none while the page is hidden (it has no
+    // display frames then): the program's end after a wait of another kind would not reach
+    // the page (Module.onExit).
     double start = emscripten_get_now();
-    while (!page_canvas_shown() && emscripten_get_now() - start < 1000) emscripten_sleep(1);
+    while (!page_canvas_shown() && !page_hidden() && emscripten_get_now() - start < 1000)
+        emscripten_sleep(1);
 }
 
 // ---------------------------------------------------------------------------------------

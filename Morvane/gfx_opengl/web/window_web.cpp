@@ -136,6 +136,7 @@ int graphics_open(int mode, int size_or_monitors, const char *title, void *insta
         fatal_error(source_name, 624, "Can't Create A GL Rendering Context.", 0);
     window_state.open = true;
     graphics_opened(show_error_box);
+    page_clock_install();
     install_event_handlers();
     return 1;
 }
