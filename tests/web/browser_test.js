@@ -307,6 +307,37 @@ async function hideForAWhile(page) {
     `hidden time (a step was at most ${ordinary.toFixed(3)} m before)`);
 }
 
+// A mouse button let go outside the canvas, or held as the page loses focus, is let go; a key
+// pressed with Meta (Command) stays the browser's: Meta+Q neither ends the program nor is kept
+// from the browser.
+async function buttonsAndMeta(page) {
+  const left = async () => { await frames(page, 2); return (await page.evaluate(() => Module._fentra_mouse_buttons())) & 1; };
+  await page.mouse.move(W / 2, H / 2);
+  await page.mouse.down();
+  const held = await left();
+  await page.evaluate(() => window.dispatchEvent(new MouseEvent('mouseup', { button: 0, buttons: 0, clientX: 5, clientY: 5 })));
+  const outside = await left();
+  await page.mouse.up();
+  await page.mouse.down();
+  const heldAgain = await left();
+  await page.evaluate(() => window.dispatchEvent(new FocusEvent('blur')));
+  const blurred = await left();
+  await page.mouse.up();
+  (held && !outside ? pass : fail)(`the left button let go outside the canvas is let go (held ${held}, then ${outside})`);
+  (heldAgain && !blurred ? pass : fail)(`the left button held as the page loses focus is let go (held ${heldAgain}, then ${blurred})`);
+
+  const prevented = page.evaluate(() => new Promise((resolve) => window.addEventListener('keydown',
+    (e) => { if (e.code === 'KeyQ') resolve(e.defaultPrevented); })));
+  await page.keyboard.down('Meta');
+  await page.keyboard.press('q', { delay: 150 });
+  await page.keyboard.up('Meta');
+  const framesThen = await page.evaluate(() => Module.frame_times.length);
+  await sleep(500);
+  const running = await page.evaluate((n) => Module.frame_times.length > n && !document.getElementById('restart'), framesThen);
+  const kept = await prevented;
+  (running && !kept ? pass : fail)(`Meta+Q stays the browser's (the program ${running ? 'runs on' : 'ended'}, the key ${kept ? 'was' : 'was not'} kept from the browser)`);
+}
+
 async function playProgram(browser, base) {
   const page = await browser.newPage({ viewport: { width: W, height: H } });
   const errors = [];
@@ -317,6 +348,7 @@ async function playProgram(browser, base) {
   await page.evaluate(() => { Module.frame_times = []; });
   await frames(page);
   await hideForAWhile(page);   // outside KORA, where no element's end limits a step
+  await buttonsAndMeta(page);
   for (const step of steps) {
     if (step.key) await page.keyboard.press(step.key, { delay: 150 });
     check(await savedFrame(page), step.key || 'start', step.expect);
