@@ -338,6 +338,23 @@ async function buttonsAndMeta(page) {
   (running && !kept ? pass : fail)(`Meta+Q stays the browser's (the program ${running ? 'runs on' : 'ended'}, the key ${kept ? 'was' : 'was not'} kept from the browser)`);
 }
 
+// The context lost and given back (WEBGL_lose_context): the picture comes back with its text
+// (drawn from the fonts' textures), lines and beam, and the simulation goes on. Drawn with
+// everything switched on, as the last key step left it.
+async function loseContext(page, expect) {
+  await page.evaluate(() => {
+    Module.lose_context = Module.canvas.getContext('webgl2').getExtension('WEBGL_lose_context');
+    Module.lose_context.loseContext();
+  });
+  await frames(page);
+  const lost = await framesAndPosition(page);
+  await page.evaluate(() => Module.lose_context.restoreContext());
+  await frames(page);
+  const restored = await framesAndPosition(page);
+  (restored[1] > lost[1] ? pass : fail)(`the simulation goes on after the context came back (${lost[1].toFixed(3)} -> ${restored[1].toFixed(3)} m)`);
+  check(await savedFrame(page), 'context restored', expect);
+}
+
 async function playProgram(browser, base) {
   const page = await browser.newPage({ viewport: { width: W, height: H } });
   const errors = [];
@@ -353,6 +370,9 @@ async function playProgram(browser, base) {
     if (step.key) await page.keyboard.press(step.key, { delay: 150 });
     check(await savedFrame(page), step.key || 'start', step.expect);
   }
+  // (the beam's own colours have changed since the luminous and graph steps: not those)
+  const lasting = steps.slice(3).flatMap((step) => step.expect).filter(([what]) => !/luminous|dots in/.test(what));
+  await loseContext(page, [steps[0].expect[0], ...lasting]);
   // F1 holds the program in the help page until F1 is let go and Space is pressed.
   // The help screen presents twice, then waits: the page is on the canvas after that.
   await page.keyboard.down('F1');

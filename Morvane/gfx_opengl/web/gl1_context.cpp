@@ -142,6 +142,46 @@ EM_JS(void, page_show_canvas, (), {
 EM_JS(int, page_canvas_shown, (), { return Module.gl1_shown ? 1 : 0; });
 // clang-format on
 
+// The shader pair, the vertex stream's buffer and layout, and the pixel transfers the layer
+// makes itself (rows tightly packed): made at the start and again after a lost context.
+static bool make_pipeline()
+{
+    GLuint vertex_shader = compile(GL_VERTEX_SHADER, vertex_source);
+    if (!link(&gl1.programs[0], vertex_shader, plain_fragment_source) ||
+        !link(&gl1.programs[1], vertex_shader, textured_fragment_source))
+        return false;
+    gl1.program_in_use = 1;
+
+    emscripten_glGenVertexArrays(1, &gl1.vertex_array);
+    emscripten_glBindVertexArray(gl1.vertex_array);
+    emscripten_glGenBuffers(1, &gl1.vertex_buffer);
+    emscripten_glBindBuffer(GL_ARRAY_BUFFER, gl1.vertex_buffer);
+    gl1.buffer_vertices = gl1.buffer_used = 0;
+    const GLsizei stride = sizeof(gl1_vertex);
+    emscripten_glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, stride, (void *)offsetof(gl1_vertex, x));
+    emscripten_glVertexAttribPointer(1, 4, GL_UNSIGNED_BYTE, GL_TRUE, stride, (void *)offsetof(gl1_vertex, rgba));
+    emscripten_glVertexAttribPointer(2, 2, GL_FLOAT, GL_FALSE, stride, (void *)offsetof(gl1_vertex, s));
+    for (int i = 0; i < 3; i++) emscripten_glEnableVertexAttribArray((GLuint)i);
+    emscripten_glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    emscripten_glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    return true;
+}
+
+// A context the browser has lost (a GPU reset, a tablet freeing a background tab's memory)
+// comes back only when the loss is accepted; then everything it held is made again from the
+// layer's copies, and the program's next frame draws the picture again.
+static EM_BOOL on_context_lost(int, const void *, void *) { return 1; }
+
+static EM_BOOL on_context_restored(int, const void *, void *)
+{
+    emscripten_webgl_make_context_current(gl1.context);
+    gl1.thin_texture = 0;
+    gl1.thin_texture_size[0] = gl1.thin_texture_size[1] = 0;
+    make_pipeline();
+    gl1_remake_textures();
+    return 1;
+}
+
 bool gl1_open(const char *canvas_selector, int width, int height)
 {
     EmscriptenWebGLContextAttributes a;
@@ -157,28 +197,13 @@ bool gl1_open(const char *canvas_selector, int width, int height)
     if (context <= 0 || emscripten_webgl_make_context_current(context) != EMSCRIPTEN_RESULT_SUCCESS)
         return false;
     gl1.context = context;
-
-    GLuint vertex_shader = compile(GL_VERTEX_SHADER, vertex_source);
-    if (!link(&gl1.programs[0], vertex_shader, plain_fragment_source) ||
-        !link(&gl1.programs[1], vertex_shader, textured_fragment_source))
-        return false;
-    gl1.program_in_use = 1;
-
-    emscripten_glGenVertexArrays(1, &gl1.vertex_array);
-    emscripten_glBindVertexArray(gl1.vertex_array);
-    emscripten_glGenBuffers(1, &gl1.vertex_buffer);
-    emscripten_glBindBuffer(GL_ARRAY_BUFFER, gl1.vertex_buffer);
-    const GLsizei stride = sizeof(gl1_vertex);
-    emscripten_glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, stride, (void *)offsetof(gl1_vertex, x));
-    emscripten_glVertexAttribPointer(1, 4, GL_UNSIGNED_BYTE, GL_TRUE, stride, (void *)offsetof(gl1_vertex, rgba));
-    emscripten_glVertexAttribPointer(2, 2, GL_FLOAT, GL_FALSE, stride, (void *)offsetof(gl1_vertex, s));
-    for (int i = 0; i < 3; i++) emscripten_glEnableVertexAttribArray((GLuint)i);
+    if (!make_pipeline()) return false;
+    emscripten_set_webglcontextlost_callback(canvas_selector, nullptr, 1, on_context_lost);
+    emscripten_set_webglcontextrestored_callback(canvas_selector, nullptr, 1, on_context_restored);
 
     gl1_reset_state(width, height);
     gl1.textures.resize(1);
     gl1.begin_mode = ~0u;
-    emscripten_glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    emscripten_glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     emscripten_glViewport(0, 0, width, height);
     gl1.open = true;
     return true;
@@ -291,7 +316,7 @@ void gl1_draw(GLenum mode, const gl1_vertex *v, size_t count)
     float m[16];
     gl1_matrix(m);
     gl1_texture *t = gl1_bound_texture();
-    bool textured = gl1.s.texture_2d && t && t->webgl && t->rgba[0];
+    bool textured = gl1.s.texture_2d && t && t->named && t->rgba[0];
     const gl1_program &p = gl1_use_program(textured);
     emscripten_glUniformMatrix4fv(p.u_matrix, 1, GL_FALSE, m);
     emscripten_glUniform1f(p.u_point_size, gl1.s.point_size);

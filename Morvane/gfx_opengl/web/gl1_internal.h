@@ -91,12 +91,16 @@ struct gl1_vertex {
 
 enum { MAX_LEVELS = 16, MODELVIEW_DEPTH = 32, PROJECTION_DEPTH = 4, ATTRIB_DEPTH = 16 };
 
+// A texture name with a copy of everything WebGL holds for it, so that the texture can be
+// read back, and made again when the browser has lost the context.
 struct gl1_texture {
-    GLuint webgl;                       // 0: the name is free
+    bool named;                         // false: the name is free
+    GLuint webgl;
     int width[MAX_LEVELS], height[MAX_LEVELS];
     int internal[MAX_LEVELS];           // as given to glTexImage2D
     unsigned char *rgba[MAX_LEVELS];    // every level as RGBA rows, tightly packed
     float lod_bias;
+    GLint filters_and_wraps[4];         // min and mag filter, wrap s and t; 0: WebGL's default
 };
 
 // The current state, and what glPushAttrib saves (all of it, restored group by group).
@@ -181,8 +185,10 @@ GLint gl1_stream_vertices(const gl1_vertex *v, size_t count);
 const gl1_program &gl1_use_program(int which);
 void gl1_send_draws();
 
-// gl1_textures.cpp: the bound texture, or nullptr.
+// gl1_textures.cpp: the bound texture, or nullptr; every named texture made again in WebGL
+// from its copy.
 gl1_texture *gl1_bound_texture();
+void gl1_remake_textures();
 
 // thin_batches.cpp: draws a batch on the CPU when that gives GL's pixels (false leaves it to
 // WebGL), and shows what the CPU drew.

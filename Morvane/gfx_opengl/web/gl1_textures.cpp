@@ -4,6 +4,7 @@
 #include "Morvane/gfx_opengl/gfx_internal.h"
 #include "Morvane/gfx_opengl/web/gl1_internal.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -23,6 +24,30 @@ static int components_handled(const char *call, GLenum format)
     return known ? format_components(format) : 0;
 }
 
+static const GLenum filter_and_wrap_names[4] = {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER,
+                                                GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T};
+
+static void upload_level(const gl1_texture &t, int level)
+{
+    emscripten_glBindTexture(GL_TEXTURE_2D, t.webgl);
+    emscripten_glTexImage2D(GL_TEXTURE_2D, level, GL_RGBA8, t.width[level], t.height[level], 0,
+                            GL_RGBA, GL_UNSIGNED_BYTE, t.rgba[level]);
+}
+
+// A new WebGL texture for each name, with its levels and parameters; the old ones went with
+// the lost context.
+void gl1_remake_textures()
+{
+    for (gl1_texture &t : gl1.textures) {
+        if (!t.named) continue;
+        emscripten_glGenTextures(1, &t.webgl);
+        for (int level = 0; level < MAX_LEVELS; level++)
+            if (t.rgba[level]) upload_level(t, level);
+        for (int i = 0; i < 4; i++)
+            if (t.filters_and_wraps[i]) emscripten_glTexParameteri(GL_TEXTURE_2D, filter_and_wrap_names[i], t.filters_and_wraps[i]);
+    }
+}
+
 extern "C" {
 
 // ---------------------------------------------------------------------------------------
@@ -32,6 +57,7 @@ void glGenTextures(GLsizei n, GLuint *names)
 {
     for (int i = 0; i < n; i++) {
         gl1_texture t = {};
+        t.named = true;
         emscripten_glGenTextures(1, &t.webgl);
         names[i] = (GLuint)gl1.textures.size();
         gl1.textures.push_back(t);
@@ -55,17 +81,13 @@ void glBindTexture(GLenum target, GLuint name)
     else gl1_unhandled("glBindTexture", target);
 }
 
-static bool filter_or_wrap(GLenum name)
-{
-    return name == GL_TEXTURE_MIN_FILTER || name == GL_TEXTURE_MAG_FILTER ||
-           name == GL_TEXTURE_WRAP_S || name == GL_TEXTURE_WRAP_T;
-}
-
 void glTexParameteri(GLenum, GLenum name, GLint value)
 {
+    const GLenum *end = filter_and_wrap_names + 4, *kind = std::find(filter_and_wrap_names, end, name);
+    if (kind == end) return gl1_unhandled("glTexParameteri", name);
     gl1_texture *t = gl1_bound_texture();
-    if (!filter_or_wrap(name)) gl1_unhandled("glTexParameteri", name);
-    if (!t || !t->webgl || !filter_or_wrap(name)) return;
+    if (!t || !t->named) return;
+    t->filters_and_wraps[kind - filter_and_wrap_names] = value;
     emscripten_glBindTexture(GL_TEXTURE_2D, t->webgl);
     emscripten_glTexParameteri(GL_TEXTURE_2D, name, value);
 }
@@ -103,8 +125,7 @@ static void store_level(gl1_texture *t, int level, int internal, int w, int h, G
     t->width[level] = w;
     t->height[level] = h;
     t->internal[level] = internal;
-    emscripten_glBindTexture(GL_TEXTURE_2D, t->webgl);
-    emscripten_glTexImage2D(GL_TEXTURE_2D, level, GL_RGBA8, w, h, 0, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
+    upload_level(*t, level);
 }
 
 void glTexImage2D(GLenum target, GLint level, GLint internal, GLsizei w, GLsizei h, GLint,
@@ -113,7 +134,7 @@ void glTexImage2D(GLenum target, GLint level, GLint internal, GLsizei w, GLsizei
     if (target != GL_TEXTURE_2D) return gl1_unhandled("glTexImage2D", target);
     int c = components_handled("glTexImage2D", format);
     gl1_texture *t = gl1_bound_texture();
-    if (!c || !t || !t->webgl || level < 0 || level >= MAX_LEVELS || w < 0 || h < 0) return;
+    if (!c || !t || !t->named || level < 0 || level >= MAX_LEVELS || w < 0 || h < 0) return;
     store_level(t, level, internal, w, h, format, c, (const unsigned char *)pixels, gl1.unpack_alignment);
 }
 
@@ -189,7 +210,7 @@ void glCopyTexImage2D(GLenum, GLint level, GLenum internal, GLint x, GLint y, GL
     glReadPixels(x, y, w, h, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
     gl1.pack_alignment = pack;
     gl1_texture *t = gl1_bound_texture();
-    if (t && t->webgl && level >= 0 && level < MAX_LEVELS)
+    if (t && t->named && level >= 0 && level < MAX_LEVELS)
         store_level(t, level, (GLint)internal, w, h, GL_RGBA, 4, rgba, 4);
     free(rgba);
 }
