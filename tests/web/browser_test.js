@@ -403,6 +403,32 @@ async function playProgram(browser, base) {
   await page.close();
 }
 
+// ---- A high-density screen --------------------------------------------------------------------
+// At a device scale factor of 2 the page shows each of the canvas's pixels as 2 x 2 screen
+// pixels of exactly its colour: round the heads-up text (the title, the key hint, the
+// luminosity lines) no screen pixel has a colour blended from its neighbours.
+async function highDensity(browser, base) {
+  const context = await browser.newContext({ viewport: { width: 1280, height: 720 }, deviceScaleFactor: 2 });
+  const page = await context.newPage();
+  await page.goto(base);
+  await page.waitForFunction(() => window.Module && Module.calledRun, null, { timeout: 60000 });
+  await page.evaluate(() => { Module.frame_times = []; });
+  const frame = await savedFrame(page);
+  const screen = decodePng(await page.screenshot({ clip: { x: 0, y: 0, width: 1280, height: 720 } }));
+  const boxes = [[0, 0, 260, 200], [0, 700, 200, 20], [860, 30, 420, 80]];   // x, y, w, h in CSS pixels
+  let blended = 0, compared = 0;
+  for (const [x0, y0, w, h] of boxes)
+    for (let y = 2 * y0; y < 2 * (y0 + h); y++)
+      for (let x = 2 * x0; x < 2 * (x0 + w); x++) {
+        const i = (y * screen.w + x) * 3, j = ((y >> 1) * frame.w + (x >> 1)) * 3;
+        compared++;
+        if (screen.rgb[i] !== frame.rgb[j] || screen.rgb[i + 1] !== frame.rgb[j + 1] || screen.rgb[i + 2] !== frame.rgb[j + 2]) blended++;
+      }
+  (screen.w === 2560 && blended === 0 ? pass : fail)(
+    `at device scale factor 2 the text keeps its pixels: ${blended} of ${compared} screen pixels (${screen.w} x ${screen.h}) differ from the canvas pixel they show`);
+  await context.close();
+}
+
 // ---- Benchmark: frame intervals at 1920 x 1080 ---------------------------------------------
 // The time between swaps over a few seconds of each configuration, from a fresh start of the
 // page: the default beam, the KORA lattice with the graphs, and luminous particles; beside it
@@ -445,12 +471,13 @@ async function bench(browser, base, mode) {
       browser = await launch(true);
       await bench(browser, base, 'WebGL on SwiftShader, the page composited in software (no usable GPU):');
     } else {
-      // FENTRA_WEB_ONLY, when set, names the parts to run (gl, scenes, program), for a quick
+      // FENTRA_WEB_ONLY, when set, names the parts to run (gl, scenes, program, density), for a quick
       // look at one of them
       const only = (part) => !process.env.FENTRA_WEB_ONLY || process.env.FENTRA_WEB_ONLY.split(',').includes(part);
       if (only('gl')) await checkGlLayer(browser, base);
       if (only('scenes')) await compareScenes(browser, base, second);
       if (only('program')) await playProgram(browser, base);
+      if (only('density')) await highDensity(browser, base);
     }
   } finally {
     await browser.close();

@@ -45,6 +45,10 @@ EM_JS(void, page_prepare_canvas, (int width, int height, int hide_cursor, const 
     canvas.style.width = width + 'px';
     canvas.style.height = height + 'px';
     canvas.style.cursor = hide_cursor ? 'none' : 'default';
+    // On a high-density screen each of the canvas's pixels covers several of the screen's: they
+    // are enlarged without smoothing, so text and thin lines stay as sharp as the program draws
+    // them in CSS pixels (its fonts and layout are pixel-exact).
+    canvas.style.imageRendering = 'pixelated';
     if (title) document.title = UTF8ToString(title);
 });
 EM_JS(void, page_show_message, (const char *caption, const char *text), {
