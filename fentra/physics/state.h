@@ -50,6 +50,7 @@ struct simulation_state {
     int previous_mouse_x;            // pointer at the end of the last frame (touch drag)
     int previous_mouse_buttons;
     int touch_mode;                  // 0 none, 1 single-touch, 2 multi-touch
+    bool optics_panel;               // the optics panel (T) is shown
     growarray spark_list;            // records of type spark
     unsigned glow_texture;           // GL texture name of the 32 x 32 glow sprite
 };
