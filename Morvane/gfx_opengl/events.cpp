@@ -8,9 +8,6 @@
 
 #include <cstring>
 
-unsigned char minimised_by_alt_tab = 0;
-void (*keyboard_snapshot_source)(unsigned char snapshot[256]) = nullptr;
-
 static struct {
     bool gesture_api_loaded;
 } events;
@@ -61,12 +58,9 @@ static void window_procedure(SDL_Event &e)
     case SDL_MOUSEBUTTONUP:
         mouse_message(e.button.x, e.button.y, mouse_raw_buttons & ~raw_from_button(e.button.button));
         break;
-    case SDL_MOUSEWHEEL: {
-        int turn = e.wheel.direction == SDL_MOUSEWHEEL_FLIPPED ? -e.wheel.y : e.wheel.y;
-        if (turn == 0) break;   // a sideways turn is not the wheel the program reads
-        mouse_buttons |= turn > 0 ? 0x04u : 0x08u;
+    case SDL_MOUSEWHEEL:
+        mouse_wheel(e.wheel.direction == SDL_MOUSEWHEEL_FLIPPED ? -e.wheel.y : e.wheel.y);
         break;
-    }
     case SDL_TEXTINPUT:
         for (const char *c = e.text.text; *c; ++c) typed_text_append(*c);
         break;
@@ -96,8 +90,7 @@ static void window_procedure(SDL_Event &e)
 
 int pump_events()
 {
-    mouse_buttons_previous = mouse_buttons;
-    mouse_buttons &= ~0x0Cu;   // the wheel bits last one frame
+    mouse_pump_begin();
     SDL_Event e;
     while (SDL_PollEvent(&e)) {
         if (e.type == SDL_QUIT) {   // the queue has ended: later events stay where they are
@@ -118,14 +111,9 @@ int pump_events()
         !(SDL_GetWindowFlags(window) & SDL_WINDOW_ALWAYS_ON_TOP))
         SDL_SetWindowAlwaysOnTop(window, SDL_TRUE);
 
-    if (keyboard_snapshot_source) {
-        memcpy(key_state_previous, key_state, sizeof key_state);
-        keyboard_snapshot_source(key_state);
-    } else {
-        int count = 0;
-        const Uint8 *keys = SDL_GetKeyboardState(&count);
-        keyboard_snapshot(keys, count, raw_from_mask(SDL_GetMouseState(nullptr, nullptr)));
-    }
+    int count = 0;
+    const Uint8 *keys = SDL_GetKeyboardState(&count);
+    take_keyboard_snapshot(keys, count, raw_from_mask(SDL_GetMouseState(nullptr, nullptr)));
     if (window && key_held(VK_MENU) && key_held(VK_TAB)) {
         minimised_by_alt_tab = 1;
         SDL_MinimizeWindow(window);

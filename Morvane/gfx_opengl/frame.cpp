@@ -66,6 +66,14 @@ void pace_frame(double frame_start)
 }
 #endif
 
+// From here a fatal error shows its box and releases the context.
+void graphics_opened(void (*message_box)(const char *caption, const char *text))
+{
+    report_message_box = message_box;
+    report_graphics_close = graphics_close;
+    reset_gl(screen_width, screen_height);
+}
+
 void graphics_frame_check(const char *source, int line)
 {
     if (screen_width == 0)

@@ -67,11 +67,21 @@ void keyboard_latch_keydown(int scancode);
 // (bit 0 left, bit 1 right, bit 4 middle); clears the latch.
 void keyboard_snapshot(const unsigned char *scancode_down, int scancode_count,
                        unsigned mouse_raw);
+// keyboard_snapshot, or when keyboard_snapshot_source is set (a test's keyboard), the
+// previous snapshot kept and the source's snapshot taken instead.
+void take_keyboard_snapshot(const unsigned char *scancode_down, int scancode_count,
+                            unsigned mouse_raw);
+// Both snapshots all up, as a new window finds them.
+void keyboard_clear();
 // Appends a character to typed_text unless it holds 499 already; 1 when kept.
 int typed_text_append(char c);
 // A mouse move or button change from the platform's events: position and raw buttons
 // 0x01 left, 0x02 right, 0x10 middle.
 void mouse_message(int x, int y, unsigned raw);
+// The start of a pump: the buttons become the previous ones and the wheel bits are cleared.
+void mouse_pump_begin();
+// A wheel turn: up (> 0) or down (< 0) for this frame; 0 (a sideways turn) is not the wheel.
+void mouse_wheel(int turn);
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Clip stack
@@ -86,9 +96,20 @@ int clip_stack_push(clip_stack *stack, int x1, int y1, int x2, int y2);
 int clip_stack_pop(clip_stack *stack);
 
 // ---------------------------------------------------------------------------------------
+// [SECTION] Pixel rows
+// Bytes of a row of `width` pixels of `components` bytes each, padded to `alignment` bytes.
+int padded_row_bytes(int width, int components, int alignment);
+// Bytes a pixel of a GL pixel format (luminance, luminance and alpha, RGB, BGR, RGBA, BGRA) or
+// of an unsized internal format (1 to 4); 0 for any other.
+int format_components(unsigned format);
+
+// ---------------------------------------------------------------------------------------
 // [SECTION] Shared between the layer's files
 struct SDL_Window;
 SDL_Window *graphics_window();        // the one window, nullptr before graphics_open
+// The window and context are open: fatal errors show their message in the given box and
+// release the context, and GL gets its initial state.
+void graphics_opened(void (*message_box)(const char *caption, const char *text));
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Cached GL capabilities: -1 not asked yet, 0 absent, 1 present

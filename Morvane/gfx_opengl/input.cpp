@@ -13,6 +13,7 @@ unsigned mouse_raw_buttons = 0;
 int mouse_click_suppressed = 1;   // a button held while the window opens is ignored
 char typed_text[500];
 int quit_requested = 0;
+unsigned char minimised_by_alt_tab = 0;
 void (*gesture_handler)(unsigned long long wparam, long long lparam) = nullptr;
 
 // ---------------------------------------------------------------------------------------
@@ -36,6 +37,18 @@ char next_typed_char()
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Mouse
+
+void mouse_pump_begin()
+{
+    mouse_buttons_previous = mouse_buttons;
+    mouse_buttons &= ~0x0Cu;   // the wheel bits last one frame
+}
+
+void mouse_wheel(int turn)
+{
+    if (turn == 0) return;   // a sideways turn is not the wheel the program reads
+    mouse_buttons |= turn > 0 ? 0x04u : 0x08u;
+}
 
 // Position as unsigned 16-bit client coordinates; the held buttons replace the button
 // bits but leave this frame's wheel bits. Until every button has been up once, button

@@ -10,6 +10,7 @@
 
 unsigned char key_state[512];
 unsigned char key_state_previous[512];
+void (*keyboard_snapshot_source)(unsigned char snapshot[256]) = nullptr;
 
 static const struct { int scancode; unsigned char vk; } key_pairs[] = {
     {SDL_SCANCODE_RETURN, VK_RETURN}, {SDL_SCANCODE_ESCAPE, VK_ESCAPE},
@@ -90,4 +91,18 @@ void keyboard_snapshot(const unsigned char *scancode_down, int scancode_count,
     if (mouse_raw & 0x01) key_state[VK_LBUTTON] |= 0x80;
     if (mouse_raw & 0x02) key_state[VK_RBUTTON] |= 0x80;
     if (mouse_raw & 0x10) key_state[VK_MBUTTON] |= 0x80;
+}
+
+void take_keyboard_snapshot(const unsigned char *scancode_down, int scancode_count,
+                            unsigned mouse_raw)
+{
+    if (!keyboard_snapshot_source) return keyboard_snapshot(scancode_down, scancode_count, mouse_raw);
+    memcpy(key_state_previous, key_state, sizeof key_state);
+    keyboard_snapshot_source(key_state);
+}
+
+void keyboard_clear()
+{
+    memset(key_state, 0, sizeof key_state);
+    memset(key_state_previous, 0, sizeof key_state_previous);
 }

@@ -2,6 +2,7 @@
 // turning that into a PNG with an outside image converter, keeping the BMP only when the
 // conversion left no PNG. Also the file-name helpers the conversion uses.
 #include "Morvane/gfx_opengl.h"
+#include "Morvane/gfx_opengl/gfx_internal.h"
 
 #include <SDL_opengl.h>
 #ifdef __EMSCRIPTEN__
@@ -11,11 +12,21 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] File names and files
 
-int bmp_row_stride(int width) { return (width * 3 + 3) & ~3; }
+int bmp_row_stride(int width) { return padded_row_bytes(width, 3, 4); }
+
+void enter_executable_directory()
+{
+    char *directory = executable_directory();
+    if (chdir(directory) != 0) {
+        // not checked: the program carries on in the directory it was started in
+    }
+    free(directory);
+}
 
 // The last '.' of the name, looking back from its last character and never at its first
 // (a leading dot starts a name, not an extension); nullptr when there is none. The scan

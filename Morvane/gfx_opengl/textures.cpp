@@ -125,8 +125,8 @@ void mipmap_halve(const unsigned char *source, int width, int height, int compon
 {
     int out_width = width / 2 > 1 ? width / 2 : 1;
     int out_height = height / 2 > 1 ? height / 2 : 1;
-    int in_stride = (width * components + 3) & ~3;
-    int out_stride = (out_width * components + 3) & ~3;
+    int in_stride = padded_row_bytes(width, components, 4);
+    int out_stride = padded_row_bytes(out_width, components, 4);
     for (int y = 0; y < out_height; ++y) {
         const unsigned char *a = source + (ptrdiff_t)2 * y * in_stride;
         const unsigned char *b = height > 1 ? a + in_stride : a; // one row: it pairs with itself
@@ -146,17 +146,29 @@ void mipmap_halve(const unsigned char *source, int width, int height, int compon
     }
 }
 
+// GL's alignments are powers of two (1, 2, 4 or 8): the mask rounds down, below zero too.
+int padded_row_bytes(int width, int components, int alignment)
+{
+    return (width * components + alignment - 1) & ~(alignment - 1);
+}
+
+int format_components(unsigned format)
+{
+    switch (format) {
+    case GL_LUMINANCE: return 1;
+    case GL_LUMINANCE_ALPHA: return 2;
+    case GL_RGB: case GL_BGR: return 3;
+    case GL_RGBA: case GL_BGRA: return 4;
+    case 1: case 2: case 3: case 4: return (int)format;
+    default: return 0;
+    }
+}
+
 // Texel size of a level from its internal format; sized formats count as RGB.
 static int components_of(int internal)
 {
-    switch (internal) {
-    case GL_LUMINANCE: return 1;
-    case GL_LUMINANCE_ALPHA: return 2;
-    case GL_RGB: return 3;
-    case GL_RGBA: return 4;
-    case 1: case 2: case 3: case 4: return internal;
-    default: return 3;
-    }
+    int c = format_components((unsigned)internal);
+    return c ? c : 3;
 }
 
 void software_mipmaps()
@@ -170,7 +182,7 @@ void software_mipmaps()
     // level 0 first, each following level after the previous one, rows padded to 4 bytes
     size_t total = 0;
     for (int w = width, h = height;; w = w / 2 > 1 ? w / 2 : 1, h = h / 2 > 1 ? h / 2 : 1) {
-        total += (size_t)((w * components + 3) & ~3) * h;
+        total += (size_t)padded_row_bytes(w, components, 4) * h;
         if (w == 1 && h == 1) break;
     }
     unsigned char *chain = (unsigned char *)malloc(total);
@@ -183,7 +195,7 @@ void software_mipmaps()
     unsigned char *level = chain;
     int level_number = 0;
     while (width > 1 || height > 1) {
-        unsigned char *next = level + (size_t)((width * components + 3) & ~3) * height;
+        unsigned char *next = level + (size_t)padded_row_bytes(width, components, 4) * height;
         mipmap_halve(level, width, height, components, next);
         width = width / 2 > 1 ? width / 2 : 1;
         height = height / 2 > 1 ? height / 2 : 1;

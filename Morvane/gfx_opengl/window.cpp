@@ -228,17 +228,11 @@ int graphics_open(int mode, int size_or_monitors, const char *title, void *insta
     screen_height = p.height;
     if (screen_width == 0 || screen_height == 0) return 0;
 
-    memset(key_state, 0, sizeof key_state);
-    memset(key_state_previous, 0, sizeof key_state_previous);
+    keyboard_clear();
     create_window_and_context(title, p);
     if (window_icon) SDL_SetWindowIcon(window_state.window, (SDL_Surface *)window_icon);
     if (windowed) centre_with_frame(mode, size_or_monitors);
-
-    // From here a fatal error shows its box and releases the context.
-    report_message_box = show_error_box;
-    report_graphics_close = graphics_close;
-
-    reset_gl(screen_width, screen_height);
+    graphics_opened(show_error_box);
     SDL_StartTextInput();
 
     if (!windowed && mode > 0 && window_offset_x == 0 && window_offset_y == 0) {
@@ -280,15 +274,6 @@ char *executable_directory()
     char *slash = strrchr(path, '/');
     if (slash) *slash = 0;
     return path;
-}
-
-void enter_executable_directory()
-{
-    char *directory = executable_directory();
-    if (chdir(directory) != 0) {
-        // not checked: the program carries on in the directory it was started in
-    }
-    free(directory);
 }
 
 int touch_capability()

@@ -123,6 +123,11 @@ int main()
         failed += !ok;
         printf("%s: %s\n", ok ? "ok" : "FAIL", c.name);
     }
+    // Something the web layer does not handle, asked for twice: it says so once (the browser
+    // test counts the console's warnings); then it is undone.
+    glEnable(GL_LIGHTING);
+    glEnable(GL_LIGHTING);
+    glDisable(GL_LIGHTING);
     printf("gl1 check: %d failed\n", failed);
     fflush(stdout);
     return failed ? 1 : 0;

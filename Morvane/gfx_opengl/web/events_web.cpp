@@ -13,9 +13,6 @@
 
 #include <cstring>
 
-unsigned char minimised_by_alt_tab = 0;
-void (*keyboard_snapshot_source)(unsigned char snapshot[256]) = nullptr;
-
 enum event_kind { EVENT_KEY_DOWN, EVENT_KEY_UP, EVENT_MOUSE, EVENT_WHEEL, EVENT_RELEASE_ALL, EVENT_SIZE };
 
 // One browser event as the pump reads it.
@@ -95,16 +92,19 @@ static int scancode_of_code(const char *code)
     return SDL_SCANCODE_UNKNOWN;
 }
 
-// The browser keeps reload, full screen and its developer tools; every other key, Ctrl+S
-// and F1 among them, belongs to the program.
+// The browser keeps reload, full screen, its developer tools and every Meta (Command)
+// combination; every other key, Ctrl+S and F1 among them, belongs to the program.
 static bool browser_keeps(const EmscriptenKeyboardEvent *e)
 {
     return !strcmp(e->code, "F5") || !strcmp(e->code, "F11") || !strcmp(e->code, "F12") ||
-           (e->ctrlKey && !strcmp(e->code, "KeyR"));
+           (e->ctrlKey && !strcmp(e->code, "KeyR")) || e->metaKey;
 }
 
 static EM_BOOL on_key(int type, const EmscriptenKeyboardEvent *e, void *)
 {
+    // A key pressed with Meta is the browser's alone (Meta+Q is not the program's Q); a key
+    // let go is always seen, so nothing stays down.
+    if (type == EMSCRIPTEN_EVENT_KEYDOWN && e->metaKey) return 0;
     page_event p = {};
     p.kind = type == EMSCRIPTEN_EVENT_KEYDOWN ? EVENT_KEY_DOWN : EVENT_KEY_UP;
     p.scancode = scancode_of_code(e->code);
@@ -120,7 +120,7 @@ static EM_BOOL on_key(int type, const EmscriptenKeyboardEvent *e, void *)
 static EM_BOOL on_blur(int, const EmscriptenFocusEvent *, void *)
 {
     page_event p = {};
-    p.kind = EVENT_RELEASE_ALL;   // keys let go while the page had no focus never report it
+    p.kind = EVENT_RELEASE_ALL;   // keys and buttons let go while the page had no focus never report it
     enqueue(p);
     return 0;
 }
@@ -134,23 +134,36 @@ static unsigned raw_from_buttons(unsigned short buttons)
     return ((buttons & 1) ? 0x01u : 0u) | ((buttons & 2) ? 0x02u : 0u) | ((buttons & 4) ? 0x10u : 0u);
 }
 
-static EM_BOOL on_mouse(int, const EmscriptenMouseEvent *e, void *)
+// A move or button change at a place on the canvas, the raw buttons as the program keeps them.
+static void enqueue_mouse(long x, long y, unsigned raw)
 {
     page_event p = {};
     p.kind = EVENT_MOUSE;
-    p.x = (int)e->targetX;
-    p.y = (int)e->targetY;
-    p.raw = raw_from_buttons(e->buttons);
+    p.x = (int)x;
+    p.y = (int)y;
+    p.raw = raw;
     enqueue(p);
+}
+
+static EM_BOOL on_mouse(int, const EmscriptenMouseEvent *e, void *)
+{
+    enqueue_mouse(e->targetX, e->targetY, raw_from_buttons(e->buttons));
     return 1;
+}
+
+// A button let go anywhere, over the canvas or outside it (the browser reports it to the page
+// when the press began on the canvas), at its place on the canvas.
+static EM_BOOL on_mouse_up(int, const EmscriptenMouseEvent *e, void *)
+{
+    enqueue_mouse(e->canvasX, e->canvasY, raw_from_buttons(e->buttons));
+    return 0;
 }
 
 static EM_BOOL on_wheel(int, const EmscriptenWheelEvent *e, void *)
 {
-    if (e->deltaY == 0) return 1;   // a sideways turn is not the wheel the program reads
     page_event p = {};
     p.kind = EVENT_WHEEL;
-    p.scancode = e->deltaY < 0 ? 1 : -1;
+    p.scancode = e->deltaY < 0 ? 1 : e->deltaY > 0 ? -1 : 0;
     enqueue(p);
     return 1;
 }
@@ -161,13 +174,8 @@ static EM_BOOL on_touch(int type, const EmscriptenTouchEvent *e, void *)
 {
     if (e->numTouches <= 0) return 1;
     const EmscriptenTouchPoint &t = e->touches[0];
-    page_event p = {};
-    p.kind = EVENT_MOUSE;
-    p.x = (int)t.targetX;
-    p.y = (int)t.targetY;
     bool lifted = type == EMSCRIPTEN_EVENT_TOUCHEND || type == EMSCRIPTEN_EVENT_TOUCHCANCEL;
-    p.raw = lifted && e->numTouches <= 1 ? 0u : 0x01u;
-    enqueue(p);
+    enqueue_mouse(t.targetX, t.targetY, lifted && e->numTouches <= 1 ? 0u : 0x01u);
     return 1;
 }
 
@@ -189,7 +197,7 @@ void install_event_handlers()
     emscripten_set_blur_callback(page, nullptr, 1, on_blur);
     emscripten_set_mousemove_callback("#canvas", nullptr, 1, on_mouse);
     emscripten_set_mousedown_callback("#canvas", nullptr, 1, on_mouse);
-    emscripten_set_mouseup_callback("#canvas", nullptr, 1, on_mouse);
+    emscripten_set_mouseup_callback(page, nullptr, 1, on_mouse_up);
     emscripten_set_wheel_callback("#canvas", nullptr, 1, on_wheel);
     emscripten_set_touchstart_callback("#canvas", nullptr, 1, on_touch);
     emscripten_set_touchmove_callback("#canvas", nullptr, 1, on_touch);
@@ -221,12 +229,13 @@ static void window_procedure(const page_event &e)
         break;
     case EVENT_RELEASE_ALL:
         memset(events.down, 0, sizeof events.down);
+        mouse_message(mouse_x, mouse_y, 0);
         break;
     case EVENT_MOUSE:
         mouse_message(e.x, e.y, e.raw);
         break;
     case EVENT_WHEEL:
-        mouse_buttons |= e.scancode > 0 ? 0x04u : 0x08u;
+        mouse_wheel(e.scancode);
         break;
     case EVENT_SIZE:
         follow_browser_window();
@@ -236,8 +245,7 @@ static void window_procedure(const page_event &e)
 
 int pump_events()
 {
-    mouse_buttons_previous = mouse_buttons;
-    mouse_buttons &= ~0x0Cu;   // the wheel bits last one frame
+    mouse_pump_begin();
     // The browser runs the handlers and shows the canvas only while the program waits: once
     // between two pumps is enough (a frame's pacing may have waited already). A pump in the
     // middle of a frame (a new beam restarts it) does not wait, as the page would show the
@@ -250,16 +258,13 @@ int pump_events()
             events.skipped_wait = false;
         }
     }
+    // A hidden page pauses the program here; its clock stood still meanwhile.
+    wait_while_hidden();
     events.waited = false;
     for (int i = 0; i < events.count; i++) window_procedure(events.queue[i]);
     events.count = 0;
 
-    if (keyboard_snapshot_source) {
-        memcpy(key_state_previous, key_state, sizeof key_state);
-        keyboard_snapshot_source(key_state);
-    } else {
-        keyboard_snapshot(events.down, SDL_NUM_SCANCODES, mouse_raw_buttons);
-    }
+    take_keyboard_snapshot(events.down, SDL_NUM_SCANCODES, mouse_raw_buttons);
     return quit_requested;
 }
 

@@ -1,5 +1,7 @@
 // The web platform's GL 1.x subset over WebGL 2: what the rest of the web platform calls.
-// The program itself calls the GL 1.x functions of <GL/gl.h>, which gl1_webgl.cpp defines.
+// The program itself calls the GL 1.x functions of <GL/gl.h>, which the layer's files define:
+// gl1_context.cpp (context and draw path), gl1_state.cpp (fixed-function state and matrices),
+// gl1_textures.cpp (textures and read-back) and thin_batches.cpp (batches drawn on the CPU).
 #pragma once
 
 // Makes the canvas's WebGL 2 context current, its drawing buffer (width x height pixels, with

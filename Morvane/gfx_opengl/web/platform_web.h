@@ -18,3 +18,9 @@ void wait_in_browser(unsigned ms);
 // Notes that the browser has had the page (the swap waits for it), so the next pump needs no
 // wait of its own.
 void browser_had_page();
+// Tracks whether the page is visible and, unless a test has its own clock, makes time_now
+// count only the time the page is visible.
+void page_clock_install();
+bool page_hidden();
+// Hands the page to the browser until it is visible again.
+void wait_while_hidden();

@@ -45,6 +45,10 @@ EM_JS(void, page_prepare_canvas, (int width, int height, int hide_cursor, const 
     canvas.style.width = width + 'px';
     canvas.style.height = height + 'px';
     canvas.style.cursor = hide_cursor ? 'none' : 'default';
+    // On a high-density screen each of the canvas's pixels covers several of the screen's: they
+    // are enlarged without smoothing, so text and thin lines stay as sharp as the program draws
+    // them in CSS pixels (its fonts and layout are pixel-exact).
+    canvas.style.imageRendering = 'pixelated';
     if (title) document.title = UTF8ToString(title);
 });
 EM_JS(void, page_show_message, (const char *caption, const char *text), {
@@ -130,15 +134,13 @@ int graphics_open(int mode, int size_or_monitors, const char *title, void *insta
     screen_height = height;
     if (screen_width <= 0 || screen_height <= 0) return 0;
 
-    memset(key_state, 0, sizeof key_state);
-    memset(key_state_previous, 0, sizeof key_state_previous);
+    keyboard_clear();
     page_prepare_canvas(width, height, !windowed, title);
     if (!gl1_open("#canvas", width, height))
         fatal_error(source_name, 624, "Can't Create A GL Rendering Context.", 0);
     window_state.open = true;
-    report_message_box = show_error_box;
-    report_graphics_close = graphics_close;
-    reset_gl(screen_width, screen_height);
+    graphics_opened(show_error_box);
+    page_clock_install();
     install_event_handlers();
     return 1;
 }
@@ -165,13 +167,6 @@ char *executable_directory()
     char *path = (char *)malloc(500);
     strcpy(path, "/");
     return path;
-}
-
-void enter_executable_directory()
-{
-    if (chdir("/") != 0) {
-        // not checked: the program carries on in the directory it was started in
-    }
 }
 
 int touch_capability()
