@@ -5,6 +5,7 @@
 #include "fentra/command_line.h"
 #include "fentra/physics/beam.h"
 #include "fentra/physics/bunch_export.h"
+#include "fentra/physics/headless_run.h"
 #include "fentra/physics/lattice.h"
 #include "fentra/physics/setup_string.h"
 #include "fentra/physics/state.h"
@@ -244,17 +245,17 @@ TEST(headless_run, a_turn_by_turn_record_gives_the_cells_phase_advance)
 // Bad figures and paths: one line, the usual exit status, and no file left behind.
 TEST(headless_run, bad_figures_and_paths_say_so_and_leave_nothing)
 {
+    const std::string name = "/tmp/headless_bad_" + std::to_string(getpid()) + ".csv";
+    const char *x = name.c_str();
     const struct { std::vector<const char *> args; int status; const char *first_line; } rows[] = {
-        {{"--run", "-5", "--export", "/tmp/x.csv"}, 2, "fentra: --run needs a positive distance in metres\n"},
-        {{"--run", "1e30", "--export", "/tmp/x.csv"}, 2, "fentra: --run over --step would take more than 1e9 steps\n"},
-        {{"--run", "ten", "--export", "/tmp/x.csv"}, 2, "fentra: --run needs a distance in metres, not \"ten\"\n"},
-        {{"--every", "3", "--export", "/tmp/x.csv"}, 2, "fentra: --export needs --run METRES\n"},
+        {{"--run", "-5", "--export", x}, 2, "fentra: --run needs a positive distance in metres\n"},
+        {{"--run", "1e30", "--export", x}, 2, "fentra: --run over --step would take more than 1e9 steps\n"},
+        {{"--run", "ten", "--export", x}, 2, "fentra: --run needs a distance in metres, not \"ten\"\n"},
+        {{"--every", "3", "--export", x}, 2, "fentra: --export needs --run METRES\n"},
         {{"--run", "3", "--every", "3"}, 2, "fentra: --run needs --export FILE.csv\n"},
-        {{"--run", "100000", "--every", "0.1", "--export", "/tmp/x.csv"}, 2,
-         "fentra: the turn-by-turn record would pass 1 GB (1000001 observations of up to 10000 particles): use a larger --every or a shorter --run\n"},
-        {{"--setup", "beam=Q", "--run", "1", "--export", "/tmp/x.csv"}, 2,
+        {{"--setup", "beam=Q", "--run", "1", "--export", x}, 2,
          "fentra: setup: bad value \"Q\" for beam (expected P, K, W, G or game)\n"},
-        {{"--setup", "lattice=ring", "--run", "1", "--export", "/tmp/x.csv"}, 2,
+        {{"--setup", "lattice=ring", "--run", "1", "--export", x}, 2,
          "fentra: setup: lattice=ring needs a ring loaded with --lattice FILE\n"},
         {{"--run", "0.1", "--export", "/nonexistent/x.csv"}, 1, "fentra: cannot write /nonexistent/x.csv: No such file or directory\n"},
     };
@@ -263,7 +264,17 @@ TEST(headless_run, bad_figures_and_paths_say_so_and_leave_nothing)
         EXPECT_EQ(run(r.args, &first), r.status) << r.first_line;
         EXPECT_EQ(first, r.first_line);
     }
-    EXPECT_NE(access("/tmp/x.csv", F_OK), 0) << "no file written";
+    EXPECT_NE(access(x, F_OK), 0) << "no file written";
+    // A record past 1 GB is refused before anything runs (checked on the figures alone, so a
+    // fault here cannot write gigabytes).
+    headless_options big;
+    big.run = 100000, big.step = 0.012, big.every = 0.1;
+    std::string error;
+    EXPECT_FALSE(check_headless_options(big, &error));
+    EXPECT_EQ(error, "the turn-by-turn record would pass 1 GB (1000001 observations of up to 10000 particles): "
+                     "use a larger --every or a shorter --run");
+    big.every = 1000;   // 101 observations: under 200 MB
+    EXPECT_TRUE(check_headless_options(big, &error)) << error;
     std::string canonical;
     EXPECT_EQ(run({"--check-setup", "#graphs=1&lattice=kora"}), 0);
     EXPECT_EQ(run({"--check-setup", "graphs=2"}, &canonical), 1);
