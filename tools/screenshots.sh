@@ -105,7 +105,7 @@ scene_fodo() { fresh f f; slow 20; shoot fodo shift; }
 args_mismatch() { setup 'lattice=fodo&graphs=1&panel=1'; }
 scene_mismatch() { fresh f f; slow 5; tap p; down shift; shoot_smallest mismatch 30 0; up shift; }
 args_stability() { setup 'lattice=fodo&panel=1'; }
-scene_stability() { fresh f f; slow 10; crop=$right_half shoot stability shift; }
+scene_stability() { fresh f f; slow 10; crop=$right_half shoot stability shift 4; }
 args_emittance() { setup 'lattice=fodo&graphs=1&panel=1&speed=0.5'; }
 scene_emittance() { fresh f f; slow 12; shoot emittance shift; }
 args_betatron() { setup 'lattice=fodo&graphs=1&highlight=1&panel=1'; }
