@@ -29,7 +29,7 @@ while [ $SECONDS -lt $end ]; do
     alive "$keys keys (seed $seed)"
     [ -n "$first_peak" ] || [ $SECONDS -lt $first_peak_at ] || first_peak=$(peak)
     if [ $SECONDS -ge $next_shot ]; then
-        screenshot   # fails when no finished screenshot comes within 10 s
+        screenshot   # fails when no finished screenshot comes within 30 s
         use_bmp "$shot"
         rm -f Fentra_* read_*
         shots=$((shots + 1)) next_shot=$((SECONDS + 10 + RANDOM % 20))

@@ -40,7 +40,7 @@ screenshot() {
     [ -z "$converter" ] || final=png gone=bmp
     before=$(shots)
     hold ctrl+s
-    for _ in $(seq 100); do
+    for _ in $(seq 300); do   # up to 30 s: a loaded machine converts slowly
         new=$(comm -13 <(echo "$before") <(shots) | head -1)
         [ -n "$new" ] && [ -f "$new.$final" ] && [ ! -f "$new.$gone" ] && break
         sleep 0.1
