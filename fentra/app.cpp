@@ -20,6 +20,9 @@
 #include "fentra/physics/optics_figures.h"
 #include "fentra/views/optics_panel.h"
 #include "fentra/views/views.h"
+#ifdef __EMSCRIPTEN__
+#include "fentra/web_page.h"
+#endif
 
 #include <GL/gl.h>
 
@@ -79,6 +82,9 @@ int fentra_main()
     if (!graphics_open(0, 0, "Fentra", nullptr)) return 0;
     start_simulation();
     if (launch.has_setup) apply_setup(launch.setup);
+#ifdef __EMSCRIPTEN__
+    apply_page_link();
+#endif
     while (!run_frame()) {
     }
     return 0;
@@ -111,6 +117,9 @@ static int export_bunch_now()
     if (!getcwd(directory, sizeof directory)) directory[0] = 0;
     snprintf(message, sizeof message, "Bunch written to %s/%s", directory, name);
     report_inner("fentra", __LINE__, REPORT_MESSAGE, message, 1);
+#ifdef __EMSCRIPTEN__
+    offer_written_file(name, "text/csv");   // a page's files reach the user as downloads
+#endif
     return 1;
 }
 
@@ -172,6 +181,9 @@ int run_frame()
 {
     last_frame = frame_record{};
     last_frame.beam_kind = beam_none;
+#ifdef __EMSCRIPTEN__
+    take_opened_ring();
+#endif
     view_geometry v;
     while (!frame_top(&v)) {
     }

@@ -8,6 +8,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -15,7 +16,17 @@ namespace {
 std::string exact(double v)
 {
     char s[32];
+#if defined(__cpp_lib_to_chars)
     return std::string(s, std::to_chars(s, s + sizeof s, v).ptr);
+#else
+    // a standard library without floating-point to_chars (the web build's): the fewest
+    // significant digits that read back exactly
+    for (int digits = 1; digits <= 17; digits++) {
+        snprintf(s, sizeof s, "%.*g", digits, v);
+        if (strtod(s, nullptr) == v) break;
+    }
+    return s;
+#endif
 }
 
 // "NAME: KIND, L=..., ...;" for an element of the table's kinds.

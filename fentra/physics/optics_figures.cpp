@@ -77,14 +77,14 @@ int lattice_figure_lines(const optics_lattice &l, const lattice_optics &o,
     };
     const char *per = l.cell ? "cell" : "superperiod";
     const char *axis[2] = {"x", "y"};
-    if (l.cell) line("lattice: FODO cell");
+    if (l.cell) line("%s", "lattice: FODO cell");
     else line("lattice: %d superperiod%s", l.periods, l.periods == 1 ? "" : "s");
     line("period length: %.4f m", l.length);
     for (int p = 0; p < 2; p++)
         line("stability %s: %s (trace %.4f)", axis[p], o.plane[p].stable ? "stable" : "unstable",
              o.plane[p].trace);
     if (!o.periodic) {
-        line("no periodic solution");
+        line("%s", "no periodic solution");
         return n;
     }
     for (int p = 0; p < 2; p++) line("Q%s: %.4f", axis[p], o.plane[p].tune);

@@ -2,8 +2,9 @@
 // by playwright-core, with the web build served on 127.0.0.1.
 //   node browser_test.js <web build dir> <desktop scenes dir> [<pictures dir>]
 //     the GL layer's checks, the scenes on the canvas against the desktop's pictures, then the
-//     program's start, keys, screenshot download and end; failing pictures (and the browser's
-//     pictures of the keys) are kept in <pictures dir> when given
+//     program's start, keys, screenshot download and end, the page's link, ring files and CSV
+//     download; failing pictures (and the browser's pictures of the keys) are kept in
+//     <pictures dir> when given
 //   node browser_test.js <web build dir> --bench
 //     the median interval between frames for three configurations at 1920x1080
 'use strict';
@@ -406,6 +407,86 @@ async function playProgram(browser, base) {
   await page.close();
 }
 
+// ---- The page's link, rings opened in the page and the bunch as a download -----------------
+const ringFile = path.join(__dirname, '..', '..', 'data', 'examples', 'fodo_ring.madx');
+
+async function startPage(context, address) {
+  const page = await context.newPage();
+  const said = [];
+  page.on('console', (m) => said.push(m.text()));
+  await page.goto(address);
+  await page.waitForFunction(() => window.Module && Module.calledRun && Module.setup_text, null, { timeout: 60000 });
+  await page.evaluate(() => { Module.frame_times = []; });
+  await frames(page);
+  return { page, said };
+}
+
+const note = (page) => page.evaluate(() => { const n = document.getElementById('note'); return n.style.display === 'none' ? '' : n.textContent; });
+const ringName = (page) => page.evaluate(() => Module.ring_name());
+
+async function linksAndRings(browser, base) {
+  const context = await browser.newContext({ viewport: { width: W, height: H } });
+  await context.grantPermissions(['clipboard-read', 'clipboard-write'], { origin: base });
+  // A link with a setup starts in it: KORA's ring map and both graphs in the first frames (the
+  // K beam is KORA's own matched beam, which the program's setup text leaves out).
+  const { page } = await startPage(context, base + '#lattice=kora&beam=K&graphs=1');
+  const setup = await page.evaluate(() => Module.setup_text());
+  (setup === 'lattice=kora&graphs=1' ? pass : fail)(`a link's setup is the program's setup ("${setup}")`);
+  const kora = await savedFrame(page);
+  check(kora, 'link', [steps[3].expect[0], steps[4].expect[0], steps[4].expect[1]]);
+
+  // Ctrl+E: the bunch as a CSV download, one row a particle under the comment lines and the header.
+  const download = page.waitForEvent('download', { timeout: 30000 });
+  await page.keyboard.down('Control');
+  await page.keyboard.press('e', { delay: 150 });
+  await page.keyboard.up('Control');
+  const csv = await download;
+  const lines = fs.readFileSync(await csv.path(), 'utf8').split('\n').filter((l) => l && !l.startsWith('#'));
+  const rows = lines.slice(1).filter((l) => l.split(',').length === 7 && l.split(',').slice(0, 5).every((v) => isFinite(+v)));
+  (/^Fentra_\d{5}\.csv$/.test(csv.suggestedFilename()) && lines[0] === 'x,xp,y,yp,delta,Qx,Qy' && rows.length === 10000 && lines.length === 10001 ? pass : fail)(
+    `Ctrl+E downloads ${csv.suggestedFilename()}: header "${lines[0]}", ${rows.length} rows of seven numbers (10000 expected)`);
+
+  // "Copy link": the address with the setup, on the clipboard and on the page.
+  await page.click('#copy_link');
+  await frames(page, 1);
+  const link = base + '#lattice=kora&graphs=1';
+  const copied = await page.evaluate(() => navigator.clipboard.readText());
+  (copied === link && (await note(page)) === 'Link: ' + link ? pass : fail)(`Copy link gives "${copied}" and shows "${await note(page)}"`);
+
+  // A ring chosen with "Open ring...": it runs in KORA's place, named on the heads-up lines.
+  await page.setInputFiles('#ring_file', ringFile);
+  await page.waitForFunction(() => Module.ring_name() === 'Ring fodo_ring', null, { timeout: 30000 }).catch(() => {});
+  await frames(page);
+  const hud = await savedFrame(page);
+  (await ringName(page) === 'Ring fodo_ring' && /lattice=ring/.test(await page.evaluate(() => Module.setup_text())) ? pass : fail)(
+    `the chosen ring runs: "${await ringName(page)}", setup "${await page.evaluate(() => Module.setup_text())}"`);
+  // the ring's name on the heads-up line at (W/4, 30), empty under KORA
+  const band = ['the ring\'s name at (W/4, 30)', W / 4, 31, 200, 7, text];
+  check(kora, 'link', [[...band, 0]]);
+  check(hud, 'ring opened', [[...band, 40]]);
+
+  // A broken ring dropped on the page: its error with file, line and column; the ring stays.
+  await page.evaluate(() => {
+    const files = new DataTransfer();
+    files.items.add(new File(['QF: QUADRUPOLE, L = 0.4, K1 = ;\n'], 'broken.madx'));
+    document.body.dispatchEvent(new DragEvent('drop', { dataTransfer: files, bubbles: true, cancelable: true }));
+  });
+  await page.waitForFunction(() => /broken/.test(document.getElementById('note').textContent), null, { timeout: 10000 }).catch(() => {});
+  await frames(page);
+  const error = await note(page);
+  (/^broken\.madx:1:\d+: error: /.test(error) && await ringName(page) === 'Ring fodo_ring' ? pass : fail)(
+    `a dropped broken ring shows "${error}" and the running ring stays ("${await ringName(page)}")`);
+  await context.close();
+
+  // A bad link: one line on the console and the page; the default start.
+  const bad = await startPage(browser, base + '#lattice=kora&beam=Z');
+  const shown = await note(bad.page), console_lines = bad.said.filter((l) => /link's setup/.test(l));
+  const running = await bad.page.evaluate(() => [Module.setup_text(), Module.frame_times.length]);
+  (/beam/.test(shown) && console_lines.length === 1 && console_lines[0] === shown && running[0] === '' && running[1] > 0 ? pass : fail)(
+    `a bad link says "${shown}" (${console_lines.length} console line) and starts in the default setup ("${running[0]}", ${running[1]} frames)`);
+  await bad.page.close();
+}
+
 // ---- A high-density screen --------------------------------------------------------------------
 // At a device scale factor of 2 the page shows each of the canvas's pixels as 2 x 2 screen
 // pixels of exactly its colour: round the heads-up text (the title, the key hint, the
@@ -474,13 +555,14 @@ async function bench(browser, base, mode) {
       browser = await launch(true);
       await bench(browser, base, 'WebGL on SwiftShader, the page composited in software (no usable GPU):');
     } else {
-      // FENTRA_WEB_ONLY, when set, names the parts to run (gl, scenes, program, density), for a quick
+      // FENTRA_WEB_ONLY, when set, names the parts to run (gl, scenes, program, density, page), for a quick
       // look at one of them
       const only = (part) => !process.env.FENTRA_WEB_ONLY || process.env.FENTRA_WEB_ONLY.split(',').includes(part);
       if (only('gl')) await checkGlLayer(browser, base);
       if (only('scenes')) await compareScenes(browser, base, second);
       if (only('program')) await playProgram(browser, base);
       if (only('density')) await highDensity(browser, base);
+      if (only('page')) await linksAndRings(browser, base);
     }
   } finally {
     await browser.close();

@@ -12,6 +12,9 @@ void follow_browser_window();
 // Turns the BMP bmp_name of the page's file system into a PNG download named png_name and
 // removes the BMP.
 void offer_png_download(const char *bmp_name, const char *png_name);
+// Offers the file file_name of the page's file system as a download named download_name, of
+// the given media type ("text/csv"), and removes the file.
+void offer_file_download(const char *file_name, const char *download_name, const char *type);
 // Hands the page to the browser for ms milliseconds (it draws the page and runs the handlers
 // meanwhile); the next pump then needs no wait of its own.
 void wait_in_browser(unsigned ms);

@@ -1,7 +1,7 @@
 // The one window in a web page: the canvas as the drawing area (the whole browser window for
 // full screen), its GL context, the projection kept in step with its size, message boxes shown
-// in the page, screenshots offered as downloads, and the few SDL entry points that the layer's
-// shared files call, provided over the browser.
+// in the page, files (screenshots among them) offered as downloads, and the few SDL entry
+// points that the layer's shared files call, provided over the browser.
 #include "Morvane/gfx_opengl.h"
 #include "Morvane/gfx_opengl/gfx_internal.h"
 #include "Morvane/gfx_opengl/web/gl1_webgl.h"
@@ -58,6 +58,25 @@ EM_JS(void, page_show_message, (const char *caption, const char *text), {
 });
 EM_JS(int, page_touch_points, (), { return navigator.maxTouchPoints | 0; });
 EM_JS(void, page_cursor, (int show), { Module.canvas.style.cursor = show ? 'default' : 'none'; });
+// A file offered as a download: the page keeps one way of doing it for every kind of file.
+EM_JS(void, page_install_download, (), {
+    Module.offer_download = (blob, name) => {
+        const a = document.createElement('a');
+        a.href = URL.createObjectURL(blob);
+        a.download = name;
+        document.body.appendChild(a);
+        a.click();
+        a.remove();
+        setTimeout(() => URL.revokeObjectURL(a.href), 10000);
+    };
+});
+// A file of the virtual file system becomes a download, and the file goes.
+EM_JS(void, page_offer_file, (const char *file_name, const char *download_name, const char *type), {
+    const name = UTF8ToString(file_name);
+    const data = FS.readFile(name);
+    FS.unlink(name);
+    Module.offer_download(new Blob([data], {type: UTF8ToString(type)}), UTF8ToString(download_name));
+});
 // A BMP of the virtual file system becomes a PNG download of the given name, and the BMP goes.
 EM_JS(void, page_offer_png, (const char *bmp_name, const char *png_name), {
     const name = UTF8ToString(bmp_name), png = UTF8ToString(png_name);
@@ -79,15 +98,7 @@ EM_JS(void, page_offer_png, (const char *bmp_name, const char *png_name), {
     canvas.width = w;
     canvas.height = h;
     canvas.getContext('2d').putImageData(image, 0, 0);
-    canvas.toBlob(blob => {
-        const a = document.createElement('a');
-        a.href = URL.createObjectURL(blob);
-        a.download = png;
-        document.body.appendChild(a);
-        a.click();
-        a.remove();
-        setTimeout(() => URL.revokeObjectURL(a.href), 10000);
-    }, 'image/png');
+    canvas.toBlob(blob => Module.offer_download(blob, png), 'image/png');
 });
 // The time of each swap, for a benchmark that sets Module.frame_times to an array.
 EM_JS(void, page_note_swap, (), { if (Module.frame_times) Module.frame_times.push(performance.now()); });
@@ -95,7 +106,14 @@ EM_JS(void, page_note_swap, (), { if (Module.frame_times) Module.frame_times.pus
 
 void offer_png_download(const char *bmp_name, const char *png_name)
 {
+    page_install_download();
     page_offer_png(bmp_name, png_name);
+}
+
+void offer_file_download(const char *file_name, const char *download_name, const char *type)
+{
+    page_install_download();
+    page_offer_file(file_name, download_name, type);
 }
 
 static void show_error_box(const char *caption, const char *text) { page_show_message(caption, text); }
