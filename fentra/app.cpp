@@ -115,7 +115,8 @@ static int export_bunch_now()
         return 0;
     }
     if (!getcwd(directory, sizeof directory)) directory[0] = 0;
-    snprintf(message, sizeof message, "Bunch written to %s/%s", directory, name);
+    size_t d = strlen(directory);
+    snprintf(message, sizeof message, "Bunch written to %s%s%s", directory, d && directory[d - 1] == '/' ? "" : "/", name);
     report_inner("fentra", __LINE__, REPORT_MESSAGE, message, 1);
 #ifdef __EMSCRIPTEN__
     offer_written_file(name, "text/csv");   // a page's files reach the user as downloads
