@@ -108,7 +108,8 @@ static int export_bunch_now()
 {
     char name[300], directory[4096], message[4500];
     screenshot_name(name, sizeof name, "Fentra", time_now());
-    strcpy(strrchr(name, '.'), ".csv");
+    char *dot = strrchr(name, '.');
+    snprintf(dot, sizeof name - (size_t)(dot - name), ".csv");
     std::string error;
     if (!export_bunch(name, format_setup(current_setup()), &error)) {
         report_inner("fentra", __LINE__, REPORT_WARNING, error.c_str(), 1);

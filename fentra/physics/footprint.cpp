@@ -105,6 +105,15 @@ static void add_plane_steps(int p, const observation &w, const plane_moments &c,
     }
 }
 
+bool same_setup(const footprint_setup &a, const footprint_setup &b)
+{
+    return a.kora == b.kora && a.fodo == b.fodo && a.space_charge == b.space_charge &&
+           a.momentum_spread == b.momentum_spread && a.steering == b.steering &&
+           a.keyboard_quadrupole == b.keyboard_quadrupole && a.sextupole == b.sextupole &&
+           a.octupole == b.octupole && a.solenoid == b.solenoid && a.element_count == b.element_count &&
+           a.periods == b.periods && a.period_length == b.period_length;
+}
+
 footprint_setup footprint_setup_now(const magnet_settings &keys)
 {
     return {sim.kora_lattice,      sim.fodo_cell,      sim.space_charge,  sim.momentum_spread,
@@ -143,7 +152,7 @@ void footprint_update(const optics_lattice &l, const lattice_optics &o, double r
 {
     tune_footprint &f = footprint;
     bool new_beam = ring_position < f.last_position || sim.particle_count > f.last_count;
-    if (!f.running || new_beam || !(setup == f.setup)) {
+    if (!f.running || new_beam || !same_setup(setup, f.setup)) {
         footprint_reset(l, o, ring_position, m, setup);
         return;
     }

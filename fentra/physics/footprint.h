@@ -14,8 +14,9 @@ struct footprint_setup {
     double steering, keyboard_quadrupole, sextupole, octupole, solenoid;
     int element_count, periods;
     double period_length;
-    bool operator==(const footprint_setup &) const = default;
 };
+
+bool same_setup(const footprint_setup &a, const footprint_setup &b);
 
 // The setup now, with the magnets the keys give (before the lattice changes the quadrupole).
 footprint_setup footprint_setup_now(const magnet_settings &keys);

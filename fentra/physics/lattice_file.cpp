@@ -522,7 +522,7 @@ void use_statement(reader &r, const token &use)
     }
     expect(r, ";", "after USE");
     if (chosen.empty()) fail(r, use.at, "expected USE, PERIOD=name or USE, SEQUENCE=name");
-    if (!r.d.beamlines.count(chosen)) fail(r, at, "USE names '" + chosen + "': expected a LINE or SEQUENCE defined above");
+    if (!r.d.beamlines.contains(chosen)) fail(r, at, "USE names '" + chosen + "': expected a LINE or SEQUENCE defined above");
     r.d.used = chosen;
     r.d.used_at = at;
     r.d.use_given = true;
@@ -582,7 +582,7 @@ void call_statement(reader &r, const token &call)
 void command(reader &r, const token &first)
 {
     std::string word = lower(first.text);
-    if (r.sequence && (r.d.elements.count(word) || r.d.beamlines.count(word))) {
+    if (r.sequence && (r.d.elements.contains(word) || r.d.beamlines.contains(word))) {
         placement p;
         p.name = word;
         p.at = first.at;
@@ -610,7 +610,7 @@ void command(reader &r, const token &first)
     } else if (skipped_command(word)) {
         note_once(r, word, upper(word) + " skipped: it does not describe the ring", first.at);
         skip_statement(r);
-    } else if (r.d.elements.count(word) || r.d.beamlines.count(word)) {
+    } else if (r.d.elements.contains(word) || r.d.beamlines.contains(word)) {
         fail(r, first.at, "'" + first.text + "' placed outside a SEQUENCE: expected it inside SEQUENCE ... ENDSEQUENCE");
     } else if (word == "endsequence") {
         fail(r, first.at, "ENDSEQUENCE without a SEQUENCE before it");
@@ -654,7 +654,7 @@ void statement(reader &r)
 }
 
 // The first control byte (other than white space) marks a binary file.
-void check_text(lattice_definitions &d, const std::string &text, int file)
+void check_text(const lattice_definitions &d, const std::string &text, int file)
 {
     source_place at{file, 1, 1};
     for (unsigned char c : text) {

@@ -202,7 +202,7 @@ std::vector<ring_element> expand_sequence(builder &b, const beamline_definition 
             at += from->second;
         }
         std::vector<ring_element> part = expand_name(b, p.name, p.at, depth + 1);
-        double l = b.d.elements.count(p.name) ? values_of(b, p.name).length
+        double l = b.d.elements.contains(p.name) ? values_of(b, p.name).length
                    : b.d.beamlines.at(p.name).is_sequence ? evaluate(b, b.d.beamlines.at(p.name).length, 0)
                                                          : total_length(part);
         double start = at - (s.refer == refer_centre ? l / 2 : s.refer == refer_exit ? l : 0);
@@ -226,7 +226,7 @@ std::vector<ring_element> expand_sequence(builder &b, const beamline_definition 
 
 std::vector<ring_element> expand_name(builder &b, const std::string &key, source_place at, int depth)
 {
-    if (b.d.elements.count(key)) {
+    if (b.d.elements.contains(key)) {
         const element_values &v = values_of(b, key);
         if (b.used_set.insert(key).second) b.used.push_back(key);
         if (v.length == 0) return {};
@@ -342,7 +342,7 @@ void build_ring(lattice_definitions &d, ring_file &ring)
             one.repeat = 1;
             ring.elements = expand_items(b, {one}, 0);
             done = true;
-        } else if (one.name.empty() || !d.beamlines.count(one.name)) {
+        } else if (one.name.empty() || !d.beamlines.contains(one.name)) {
             break;
         } else {
             top = &d.beamlines.at(one.name);

@@ -55,7 +55,8 @@ view_geometry view_beside_panel(view_geometry v, const optics_panel_layout &layo
 
 tune_window tune_window_for(double qx, double qy, const float *fx, const float *fy, int n)
 {
-    double lo[2] = {qx, qy}, hi[2] = {qx, qy}, centre[2] = {qx, qy};
+    double lo[2] = {qx, qy}, hi[2] = {qx, qy};
+    const double centre[2] = {qx, qy};
     for (int i = 0; i < n; i++) {
         double q[2] = {fx[i], fy[i]};
         for (int p = 0; p < 2; p++) {
@@ -138,7 +139,7 @@ static void line(text_pen *t, unsigned colour, const char *format, ...)
     char text[128];
     va_list args;
     va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
+    vsnprintf(text, sizeof text, format, args);   // NOLINT(clang-analyzer-valist.Uninitialized): started above
     va_end(args);
     printtext(t->x, t->y, std::string_view(text), colour);
     t->y += t->h;
@@ -193,10 +194,10 @@ static void beam_text(text_pen *t, const optics_model &m)
         line(t, 0x40FF40, "Footprint %d: mean Qx %.4f Qy %.4f", f.shown, f.mean_q[0], f.mean_q[1]);
     else if (m.optics.periodic)
         line(t, 0x40FF40, "Footprint: measuring...");
-    if (m.optics.periodic && m.lattice.periods > 1)
+    if (m.optics.periodic && m.lattice.periods > 1) {
         line(t, 0xFF4040, "Red: structure resonances (p = %dk), the", m.lattice.periods);
-    if (m.optics.periodic && m.lattice.periods > 1)
         line(t, 0xFF4040, "only ones these fields can drive");
+    }
 }
 
 static void beta_plot(const panel_rect &r, const optics_model &m)

@@ -82,6 +82,10 @@ TEST(command_line, lattice_files_for_optics_export_and_the_simulation)
     for (const char *l : {"lattice: 8 superperiods\n", "Qx: 2.3235\n", "Qy: 1.7352\n"})
         EXPECT_NE(fodo.out.find(l), std::string::npos) << l << "\n" << fodo.out;
     EXPECT_NE(run({"--optics", (examples + "unstable_ring.madx").c_str()}).out.find("unstable"), std::string::npos);
+    // One superperiod of more than a whole turn of phase: the tune keeps its whole part.
+    outcome triplet = run({"--optics", (examples + "triplet_ring.madx").c_str()});
+    for (const char *l : {"lattice: 1 superperiod\n", "Qx: 2.3955\n", "Qy: 1.5470\n"})
+        EXPECT_NE(triplet.out.find(l), std::string::npos) << l << "\n" << triplet.out;
 
     const std::string bad = "/tmp/fentra_cli_bad.madx";
     FILE *f = fopen(bad.c_str(), "w");

@@ -446,6 +446,16 @@ async function linksAndRings(browser, base) {
   (/^Fentra_\d{5}\.csv$/.test(csv.suggestedFilename()) && lines[0] === 'x,xp,y,yp,delta,Qx,Qy' && rows.length === 10000 && lines.length === 10001 ? pass : fail)(
     `Ctrl+E downloads ${csv.suggestedFilename()}: header "${lines[0]}", ${rows.length} rows of seven numbers (10000 expected)`);
 
+  // T shows the optics panel and hides it again: the setup the program reports says so.
+  const toggled = [];
+  for (let i = 0; i < 2; i++) {
+    await page.keyboard.press('t', { delay: 150 });
+    await frames(page);
+    toggled.push(await page.evaluate(() => Module.setup_text()));
+  }
+  (/panel=1/.test(toggled[0]) && !/panel=1/.test(toggled[1]) ? pass : fail)(
+    `T shows and hides the optics panel ("${toggled[0]}", then "${toggled[1]}")`);
+
   // "Copy link": the address with the setup, on the clipboard and on the page.
   await page.click('#copy_link');
   await frames(page, 1);
@@ -468,7 +478,8 @@ async function linksAndRings(browser, base) {
   // A broken ring dropped on the page: its error with file, line and column; the ring stays.
   await page.evaluate(() => {
     const files = new DataTransfer();
-    files.items.add(new File(['QF: QUADRUPOLE, L = 0.4, K1 = ;\n'], 'broken.madx'));
+    // An undefined strength: the error comes from building the ring, after the reading.
+    files.items.add(new File(['QF: QUADRUPOLE, L = 0.4, K1 = kq;\nring: LINE = (QF);\n'], 'broken.madx'));
     document.body.dispatchEvent(new DragEvent('drop', { dataTransfer: files, bubbles: true, cancelable: true }));
   });
   await page.waitForFunction(() => /broken/.test(document.getElementById('note').textContent), null, { timeout: 10000 }).catch(() => {});
