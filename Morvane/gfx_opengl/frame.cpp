@@ -49,12 +49,14 @@ void end_frame_twice(unsigned colour)
 
 #ifdef __EMSCRIPTEN__
 // In a page the wait is spent in the browser, whole milliseconds at a time (its timers'
-// granularity), so it can draw the page and run its handlers; the rest is a busy wait.
+// granularity), so it can draw the page and run its handlers; the rest is a busy wait. A page
+// hidden during the wait has a clock that stands still: the busy wait ends there, and the next
+// pump waits until the page is shown.
 void pace_frame(double frame_start)
 {
     double left = 0.012 - (time_now() - frame_start);
     if (left >= 0.001) wait_in_browser((unsigned)(left * 1000));
-    while (time_now() - frame_start < 0.012) {
+    while (time_now() - frame_start < 0.012 && !page_hidden()) {
     }
 }
 #else

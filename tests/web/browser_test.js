@@ -288,6 +288,34 @@ async function setHidden(page, hidden) {
 
 const framesAndPosition = (page) => page.evaluate(() => [Module.frame_times.length, Module._fentra_ring_position()]);
 
+// A page hidden and shown again many times, at any moment of a frame (most often while the
+// frame waits out its pacing), goes on drawing after each time. A page that no longer answers
+// within 20 s fails here instead of holding up the rest.
+async function hideOften(page) {
+  const answer = (p) => Promise.race([p, sleep(20000).then(() => 'no answer')]);
+  for (let i = 0; i < 16; i++) {
+    await page.evaluate(() => {
+      Object.defineProperty(document, 'hidden', { value: true, configurable: true });
+      Object.defineProperty(document, 'visibilityState', { value: 'hidden', configurable: true });
+      document.dispatchEvent(new Event('visibilitychange'));
+    });
+    await sleep(3 + 7 * i);
+    const shown = await answer(page.evaluate(() => {
+      delete document.hidden;
+      delete document.visibilityState;
+      document.dispatchEvent(new Event('visibilitychange'));
+      return Module.frame_times.length;
+    }));
+    const later = await answer(page.waitForFunction((n) => Module.frame_times.length > n + 2, shown,
+      { timeout: 20000, polling: 20 }).then(() => 'drawing', () => 'no frames'));
+    if (shown === 'no answer' || later !== 'drawing') {
+      fail(`a page hidden ${i + 1} times, ${3 + 7 * i} ms the last time, goes on drawing (${shown === 'no answer' ? shown : later})`);
+      throw new Error('the page no longer answers');
+    }
+  }
+  pass('a page hidden and shown 16 times, at any moment of a frame, goes on drawing after each');
+}
+
 async function hideForAWhile(page) {
   let ordinary = 0;
   for (let i = 0; i < 5; i++) {
@@ -368,6 +396,7 @@ async function playProgram(browser, base) {
   await page.waitForFunction(() => window.Module && Module.calledRun, null, { timeout: 60000 });
   await page.evaluate(() => { Module.frame_times = []; });
   await frames(page);
+  await hideOften(page);
   await hideForAWhile(page);   // outside KORA, where no element's end limits a step
   await buttonsAndMeta(page);
   for (const step of steps) {
