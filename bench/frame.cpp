@@ -9,6 +9,8 @@
 #include "fentra/physics/beam.h"
 #include "fentra/views/beam_view.h"
 #include "fentra/views/hud.h"
+#include "fentra/views/optics_panel.h"
+#include "Morvane/bitmapfonts.h"
 #include "fentra/physics/tracking.h"
 #include "fentra/views/views.h"
 
@@ -256,6 +258,30 @@ static void BM_part_streaks_and_dots_with_spread(benchmark::State &state)
     });
 }
 
+// The optics panel's drawing alone (its figures observed once, in KORA with a footprint of
+// 10,000 particles), at the place the frame gives it.
+static void BM_part_optics_panel(benchmark::State &state)
+{
+    if (!open_once()) return state.SkipWithError("no window");
+    kora_with_everything(false);
+    frame_with({'T'});
+    for (int i = 0; i < 20; i++) frame_with({});
+    selectfont("ncgismall");
+    const int h = current_line_height + 2;
+    selectdefaultfont();
+    const optics_panel_layout layout = layout_optics_panel(screen_width, screen_height, sim.show_graphs, h);
+    std::vector<double> ms;
+    for (auto _ : state) {
+        auto t0 = std::chrono::steady_clock::now();
+        draw_optics_panel(layout);
+        end_frame(0);
+        auto t1 = std::chrono::steady_clock::now();
+        ms.push_back(std::chrono::duration<double, std::milli>(t1 - t0).count());
+    }
+    report_times(state, ms);
+    sim.optics_panel = false;
+}
+
 // The KORA frame with everything, and the optics panel shown beside it.
 static void BM_frame_kora_with_optics_panel(benchmark::State &state)
 {
@@ -267,7 +293,28 @@ static void BM_frame_kora_with_optics_panel(benchmark::State &state)
     sim.optics_panel = false;
 }
 
+// The default start (no lattice: the panel says so and draws no plot) with the panel.
 static void BM_frame_default_with_optics_panel(benchmark::State &state)
+{
+    if (!open_once()) return state.SkipWithError("no window");
+    fresh_start();
+    frame_with({'T'});
+    memset(held, 0, sizeof held);
+    run_frames(state);
+    sim.optics_panel = false;
+}
+
+// The FODO cell's matched beam, without and with the panel (its beta plot and footprint).
+static void BM_frame_fodo_cell(benchmark::State &state)
+{
+    if (!open_once()) return state.SkipWithError("no window");
+    fresh_start();
+    frame_with({'F'});
+    memset(held, 0, sizeof held);
+    run_frames(state);
+}
+
+static void BM_frame_fodo_with_optics_panel(benchmark::State &state)
 {
     if (!open_once()) return state.SkipWithError("no window");
     fresh_start();
@@ -286,10 +333,13 @@ BENCHMARK(BM_part_present_and_clear)->Iterations(100)->Unit(benchmark::kMillisec
 BENCHMARK(BM_part_beam_pipe)->Iterations(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_part_streaks_and_dots)->Iterations(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_part_text_overlay)->Iterations(100)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_part_optics_panel)->Iterations(200)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_part_tracking)->Iterations(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_frame_default_beam)->Iterations(300)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_frame_kora_graphs_spread_space_charge)->Iterations(300)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_frame_kora_all_with_glow_sprites)->Iterations(200)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_frame_kora_with_optics_panel)->Iterations(300)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_frame_default_with_optics_panel)->Iterations(300)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_frame_fodo_cell)->Iterations(300)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_frame_fodo_with_optics_panel)->Iterations(300)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_reference_10000_glow_quads)->Iterations(200)->Unit(benchmark::kMillisecond);

@@ -6,6 +6,7 @@
 #include "Morvane/bitmapfonts.h"
 #include "Morvane/gfx_opengl.h"
 #include "fentra/physics/optics_figures.h"
+#include "fentra/views/vertex_batch.h"
 
 #include <GL/gl.h>
 
@@ -15,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <numbers>
+#include <vector>
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Layout
@@ -104,31 +106,38 @@ bool resonance_segment(int m, int n, int p, const tune_window &w, double *ax, do
 // ---------------------------------------------------------------------------------------
 // [SECTION] Drawing
 
-static void set_rgb(unsigned c) { glColor3ub((GLubyte)(c >> 16), (GLubyte)(c >> 8), (GLubyte)c); }
+// The panel goes to GL in four batches (filled boxes, lines, the footprint's points, the
+// working point's cross over them) and one text cycle for all its text: a few calls a frame
+// rather than one for every line, box and label.
+static struct {
+    vertex_batch boxes, lines, points, cross;
+} panel_gl;
 
-static void fill_rect(const panel_rect &r, unsigned colour)
+static void add_box(double x0, double y0, double x1, double y1, unsigned colour)
 {
-    set_rgb(colour);
-    glBegin(GL_QUADS);
-    glVertex2d(r.x, r.y);
-    glVertex2d(r.x + r.w, r.y);
-    glVertex2d(r.x + r.w, r.y + r.h);
-    glVertex2d(r.x, r.y + r.h);
-    glEnd();
+    batch_add(&panel_gl.boxes, x0, y0, colour);
+    batch_add(&panel_gl.boxes, x1, y0, colour);
+    batch_add(&panel_gl.boxes, x1, y1, colour);
+    batch_add(&panel_gl.boxes, x0, y1, colour);
 }
 
-static void outline_rect(const panel_rect &r, unsigned colour)
+static void add_line(vertex_batch *b, double x0, double y0, double x1, double y1, unsigned colour)
 {
-    set_rgb(colour);
-    glBegin(GL_LINE_LOOP);
-    glVertex2d(r.x + 0.5, r.y + 0.5);
-    glVertex2d(r.x + r.w - 0.5, r.y + 0.5);
-    glVertex2d(r.x + r.w - 0.5, r.y + r.h - 0.5);
-    glVertex2d(r.x + 0.5, r.y + r.h - 0.5);
-    glEnd();
+    batch_add(b, x0, y0, colour);
+    batch_add(b, x1, y1, colour);
 }
 
-// Text lines down the panel's text area.
+// A one-pixel frame just inside the rectangle.
+static void add_outline(const panel_rect &r, unsigned colour)
+{
+    const double x0 = r.x + 0.5, y0 = r.y + 0.5, x1 = r.x + r.w - 0.5, y1 = r.y + r.h - 0.5;
+    add_line(&panel_gl.lines, x0, y0, x1, y0, colour);
+    add_line(&panel_gl.lines, x1, y0, x1, y1, colour);
+    add_line(&panel_gl.lines, x1, y1, x0, y1, colour);
+    add_line(&panel_gl.lines, x0, y1, x0, y0, colour);
+}
+
+// Text lines down the panel's text area, inside the panel's text cycle.
 struct text_pen {
     int x, y, h;
 };
@@ -141,7 +150,7 @@ static void line(text_pen *t, unsigned colour, const char *format, ...)
     va_start(args, format);
     vsnprintf(text, sizeof text, format, args);   // NOLINT(clang-analyzer-valist.Uninitialized): started above
     va_end(args);
-    printtext(t->x, t->y, std::string_view(text), colour);
+    drawtext((float)t->x, (float)t->y, 0, 0, std::string_view(text), (int)colour);
     t->y += t->h;
 }
 
@@ -200,59 +209,44 @@ static void beam_text(text_pen *t, const optics_model &m)
     }
 }
 
+static bool shows_beta_plot(const panel_rect &r, const optics_model &m) { return r.h >= 20 && m.optics.periodic; }
+
 static void beta_plot(const panel_rect &r, const optics_model &m)
 {
-    if (r.h < 20 || !m.optics.periodic) return;
-    outline_rect(r, 0x404040);
+    add_outline(r, 0x404040);
     const int bar = 14;
     const double plot_h = r.h - bar - 2, L = m.lattice.length;
     double top = 0;
     for (int p = 0; p < 2; p++) top = std::max(top, m.optics.plane[p].beta_max);
     const unsigned colour[2] = {0xFF6060, 0x60A0FF};
-    for (int p = 0; p < 2; p++) {
-        set_rgb(colour[p]);
-        glBegin(GL_LINE_STRIP);
-        for (int k = 0; k < beta_sample_count; k++)
-            glVertex2d(r.x + (r.w - 1) * k / (double)(beta_sample_count - 1),
-                       r.y + 1 + plot_h * (1 - m.beta[p][k] / top));
-        glEnd();
-    }
+    auto x_at = [&](int k) { return r.x + (r.w - 1) * k / (double)(beta_sample_count - 1); };
+    auto y_at = [&](int p, int k) { return r.y + 1 + plot_h * (1 - m.beta[p][k] / top); };
+    for (int p = 0; p < 2; p++)
+        for (int k = 1; k < beta_sample_count; k++)
+            add_line(&panel_gl.lines, x_at(k - 1), y_at(p, k - 1), x_at(k), y_at(p, k), colour[p]);
     // The element bar: focusing quadrupoles above the axis, defocusing below, bends as boxes.
     const double axis = r.y + r.h - bar / 2 - 1;
-    set_rgb(0x808080);
-    glBegin(GL_LINES);
-    glVertex2d(r.x, axis);
-    glVertex2d(r.x + r.w, axis);
-    glEnd();
+    add_line(&panel_gl.lines, r.x, axis, r.x + r.w, axis, 0x808080);
     double s = 0;
-    glBegin(GL_QUADS);
     for (int i = 0; i < m.lattice.count; i++) {
         const optics_piece &e = m.lattice.piece[i];
         double x0 = r.x + r.w * s / L, x1 = r.x + r.w * (s + e.length) / L;
         s += e.length;
         if (x1 - x0 < 1) x1 = x0 + 1;
-        double y0 = axis, y1 = axis;
-        unsigned c = 0;
-        if (e.bend != 0) c = 0x800080, y0 = axis - 3, y1 = axis + 3;
-        else if (e.k > 0) c = 0x800000, y0 = axis - bar / 2, y1 = axis;
-        else if (e.k < 0) c = 0x008080, y0 = axis, y1 = axis + bar / 2;
-        if (!c) continue;
-        set_rgb(c);
-        glVertex2d(x0, y0);
-        glVertex2d(x1, y0);
-        glVertex2d(x1, y1);
-        glVertex2d(x0, y1);
+        if (e.bend != 0) add_box(x0, axis - 3, x1, axis + 3, 0x800080);
+        else if (e.k > 0) add_box(x0, axis - bar / 2, x1, axis, 0x800000);
+        else if (e.k < 0) add_box(x0, axis, x1, axis + bar / 2, 0x008080);
     }
-    glEnd();
     double mx = r.x + r.w * panel_beam.position / L;
-    set_rgb(0xFFFFFF);
-    glBegin(GL_LINES);
-    glVertex2d(mx, r.y);
-    glVertex2d(mx, r.y + r.h);
-    glEnd();
+    add_line(&panel_gl.lines, mx, r.y, mx, r.y + r.h, 0xFFFFFF);
+}
+
+static void beta_plot_caption(const panel_rect &r, const optics_model &m)
+{
+    double top = std::max(m.optics.plane[0].beta_max, m.optics.plane[1].beta_max);
     char text[64];
     snprintf(text, sizeof text, "bx, by over one %s (max %.1f m)", m.lattice.cell ? "cell" : "superperiod", top);
-    printtext(r.x + 2, r.y + 1, std::string_view(text), 0xC0C0C0);
+    drawtext((float)(r.x + 2), (float)(r.y + 1), 0, 0, std::string_view(text), 0xC0C0C0);
 }
 
 static unsigned order_colour(int order)
@@ -287,72 +281,103 @@ int resonance_lines(const tune_window &w, int periods, resonance_line *out, int 
     return n;
 }
 
+static bool shows_tune_diagram(const panel_rect &r, const optics_model &m) { return r.h >= 40 && m.optics.periodic; }
+
+// The tune diagram's window and its resonance lines, the same for its lines and its labels.
+static struct {
+    tune_window window;
+    resonance_line lines[max_resonance_lines];
+    int count;
+} diagram;
+
+static double diagram_x(const panel_rect &r, double q)
+{
+    const tune_window &w = diagram.window;
+    return r.x + (r.w - 1) * (q - w.qx0) / (w.qx1 - w.qx0);
+}
+
+static double diagram_y(const panel_rect &r, double q)
+{
+    const tune_window &w = diagram.window;
+    return r.y + (r.h - 1) * (1 - (q - w.qy0) / (w.qy1 - w.qy0));
+}
+
+// Higher orders first, so the lower ones and the structure resonances lie on top; then the
+// footprint, then the working point over it.
 static void tune_diagram(const panel_rect &r, const optics_model &m)
 {
-    if (r.h < 40 || !m.optics.periodic) return;
-    outline_rect(r, 0x404040);
+    add_outline(r, 0x404040);
     const tune_footprint &f = footprint;
     const double qx = m.optics.plane[0].tune, qy = m.optics.plane[1].tune;
-    tune_window w = tune_window_for(qx, qy, f.qx, f.qy, f.shown);
-    auto px = [&](double q) { return r.x + (r.w - 1) * (q - w.qx0) / (w.qx1 - w.qx0); };
-    auto py = [&](double q) { return r.y + (r.h - 1) * (1 - (q - w.qy0) / (w.qy1 - w.qy0)); };
-    // Higher orders first, so the lower ones and the structure resonances lie on top; all
-    // lines in one batch, then their order labels in one text cycle (only while the window is
-    // narrow enough for them to be read).
-    static resonance_line lines[max_resonance_lines];
-    int n = resonance_lines(w, m.lattice.periods, lines, max_resonance_lines);
-    glBegin(GL_LINES);
-    for (int i = 0; i < n; i++) {
-        set_rgb(lines[i].colour);
-        glVertex2d(px(lines[i].ax), py(lines[i].ay));
-        glVertex2d(px(lines[i].bx), py(lines[i].by));
+    const tune_window w = diagram.window = tune_window_for(qx, qy, f.qx, f.qy, f.shown);
+    diagram.count = resonance_lines(w, m.lattice.periods, diagram.lines, max_resonance_lines);
+    for (int i = 0; i < diagram.count; i++) {
+        const resonance_line &l = diagram.lines[i];
+        add_line(&panel_gl.lines, diagram_x(r, l.ax), diagram_y(r, l.ay), diagram_x(r, l.bx),
+                 diagram_y(r, l.by), l.colour);
     }
-    glEnd();
-    if (w.qx1 - w.qx0 <= 1.2 && w.qy1 - w.qy0 <= 1.2) {
-        begintext();
-        for (int i = 0; i < n; i++) {
-            char label[2] = {(char)('0' + lines[i].order), 0};
-            drawtext((float)std::min(px(lines[i].bx) + 1, r.x + r.w - 8.0),
-                     (float)std::max(py(lines[i].by) - 1, (double)r.y + 1), 1e9f, 1e9f, std::string_view(label, 1),
-                     (int)lines[i].colour);
+    // One point for each pixel the footprint covers (a point drawn at x, y fills the pixel
+    // floor(x), floor(y)): most particles share their pixel with others. Tunes past the
+    // window (beyond 1.5 from the working point) are left out.
+    static std::vector<unsigned char> covered;
+    covered.assign((size_t)r.w * r.h, 0);
+    for (int i = 0; i < f.shown; i++) {
+        if (!(f.qx[i] >= w.qx0 && f.qx[i] <= w.qx1 && f.qy[i] >= w.qy0 && f.qy[i] <= w.qy1)) continue;
+        int px = (int)floor(diagram_x(r, f.qx[i])) - r.x, py = (int)floor(diagram_y(r, f.qy[i])) - r.y;
+        unsigned char &c = covered[(size_t)py * r.w + px];
+        if (c) continue;
+        c = 1;
+        batch_add(&panel_gl.points, r.x + px + 0.5, r.y + py + 0.5, 0x40FF40);
+    }
+    const double x = diagram_x(r, qx), y = diagram_y(r, qy);
+    add_line(&panel_gl.cross, x - 5, y, x + 6, y, 0xFFFF00);
+    add_line(&panel_gl.cross, x, y - 5, x, y + 6, 0xFFFF00);
+}
+
+// The lines' order labels (only while the window is narrow enough for them to be read) and
+// the window's extent.
+static void tune_diagram_text(const panel_rect &r)
+{
+    const tune_window &w = diagram.window;
+    if (w.qx1 - w.qx0 <= 1.2 && w.qy1 - w.qy0 <= 1.2)
+        for (int i = 0; i < diagram.count; i++) {
+            const resonance_line &l = diagram.lines[i];
+            char label[2] = {(char)('0' + l.order), 0};
+            drawtext((float)std::min(diagram_x(r, l.bx) + 1, r.x + r.w - 8.0),
+                     (float)std::max(diagram_y(r, l.by) - 1, (double)r.y + 1), 1e9f, 1e9f,
+                     std::string_view(label, 1), (int)l.colour);
         }
-        endtext();
-    }
-    // The footprint, then the working point over it.
-    set_rgb(0x40FF40);
-    glBegin(GL_POINTS);
-    // Tunes past the window (beyond 1.5 from the working point) are left out.
-    for (int i = 0; i < f.shown; i++)
-        if (f.qx[i] >= w.qx0 && f.qx[i] <= w.qx1 && f.qy[i] >= w.qy0 && f.qy[i] <= w.qy1)
-            glVertex2d(px(f.qx[i]), py(f.qy[i]));
-    glEnd();
-    set_rgb(0xFFFF00);
-    glBegin(GL_LINES);
-    glVertex2d(px(qx) - 5, py(qy));
-    glVertex2d(px(qx) + 6, py(qy));
-    glVertex2d(px(qx), py(qy) - 5);
-    glVertex2d(px(qx), py(qy) + 6);
-    glEnd();
     char text[80];
     snprintf(text, sizeof text, "Qx %.3f .. %.3f", w.qx0, w.qx1);
-    printtext(r.x + 2, r.y + r.h - 1 - 2 * current_line_height, std::string_view(text), 0xC0C0C0);
+    drawtext((float)(r.x + 2), (float)(r.y + r.h - 1 - 2 * current_line_height), 0, 0, std::string_view(text), 0xC0C0C0);
     snprintf(text, sizeof text, "Qy %.3f .. %.3f  order 1-4", w.qy0, w.qy1);
-    printtext(r.x + 2, r.y + r.h - 1 - current_line_height, std::string_view(text), 0xC0C0C0);
+    drawtext((float)(r.x + 2), (float)(r.y + r.h - 1 - current_line_height), 0, 0, std::string_view(text), 0xC0C0C0);
 }
 
 void draw_optics_panel(const optics_panel_layout &layout)
 {
     const optics_model &m = current_optics_model();
+    const bool beta = shows_beta_plot(layout.beta_plot, m), tunes = shows_tune_diagram(layout.tune_diagram, m);
+    panel_gl.boxes.count = panel_gl.lines.count = panel_gl.points.count = panel_gl.cross.count = 0;
+    const panel_rect &p = layout.panel;
+    add_box(p.x, p.y, p.x + p.w, p.y + p.h, 0x080810);
+    add_outline(p, 0x606060);
+    if (beta) beta_plot(layout.beta_plot, m);
+    if (tunes) tune_diagram(layout.tune_diagram, m);
     glDisable(GL_DEPTH_TEST);
-    fill_rect(layout.panel, 0x080810);
-    outline_rect(layout.panel, 0x606060);
+    batch_draw(panel_gl.boxes, GL_QUADS);
+    batch_draw(panel_gl.lines, GL_LINES);
+    batch_draw(panel_gl.points, GL_POINTS);
+    batch_draw(panel_gl.cross, GL_LINES);
     selectfont("ncgismall");
+    begintext();
     text_pen t = {layout.text.x, layout.text.y, layout.line_height};
     lattice_text(&t, m);
     t.y += layout.line_height / 2;
     beam_text(&t, m);
-    beta_plot(layout.beta_plot, m);
-    tune_diagram(layout.tune_diagram, m);
+    if (beta) beta_plot_caption(layout.beta_plot, m);
+    if (tunes) tune_diagram_text(layout.tune_diagram);
+    endtext();
     selectdefaultfont();
     glEnable(GL_DEPTH_TEST);
 }

@@ -6,6 +6,7 @@
 #include "Morvane/bitmapfonts.h"
 #include "Morvane/gfx_opengl.h"
 #include "fentra/views/beam_view.h"
+#include "fentra/views/vertex_batch.h"
 #include "fentra/views/views.h"
 
 #include <SDL_opengl.h>
@@ -17,13 +18,8 @@
 
 phase_maxima phase_records = {0, 0, 0, 0};
 
-// The dots go to GL as client-side arrays: a vertex and a colour for every point, in the
-// order the points are drawn.
-static struct {
-    float *vertices;          // x, y per point
-    unsigned char *colours;   // r, g, b per point
-    int count, capacity;
-} dots;
+// The dots go to GL as one batch, in the order the points are drawn.
+static vertex_batch dots;
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Statistics
@@ -84,23 +80,7 @@ graph_dot right_graph_dot(double y, double yp, double S, double A, int W, int H)
 // ---------------------------------------------------------------------------------------
 // [SECTION] Drawing
 
-static void reserve_dots(int count)
-{
-    if (count <= dots.capacity) return;
-    dots.capacity = count;
-    dots.vertices = (float *)realloc(dots.vertices, sizeof(float) * 2 * count);
-    dots.colours = (unsigned char *)realloc(dots.colours, 3 * (size_t)count);
-}
-
-static void add_dot(double x, double y, unsigned colour)
-{
-    int i = dots.count++;
-    dots.vertices[2 * i] = (float)x;
-    dots.vertices[2 * i + 1] = (float)y;
-    dots.colours[3 * i] = (unsigned char)(colour >> 16);
-    dots.colours[3 * i + 1] = (unsigned char)(colour >> 8);
-    dots.colours[3 * i + 2] = (unsigned char)colour;
-}
+static void add_dot(double x, double y, unsigned colour) { batch_add(&dots, x, y, colour); }
 
 // The highlight ring: 63 magenta points 5 pixels round the dot, the angle growing by 0.1 in
 // single precision so the ring stops at 6.2 rad, just short of closing.
@@ -139,7 +119,7 @@ void draw_phase_graphs(const double *x, const double *y, const double *xp, const
     printtext((float)(0.45 * W), (float)(3 * H / 4), std::string_view(text), 0xFFFFFF);
     setfont(previous);
 
-    reserve_dots(2 * n + 2 * 63);
+    batch_reserve(&dots, 2 * n + 2 * 63);
     dots.count = 0;
     for (int i = n - 1; i >= 0; i--) {
         unsigned colour = spread > 0 ? momentum_colour(p[i], spread) : 0xFFFFFF;
@@ -154,16 +134,5 @@ void draw_phase_graphs(const double *x, const double *y, const double *xp, const
             if (highlight && i == 0) add_highlight_ring(right.px, right.py);
         }
     }
-    if (dots.count == 0) return;
-
-    glEnableClientState(GL_VERTEX_ARRAY);
-    glEnableClientState(GL_COLOR_ARRAY);
-    glVertexPointer(2, GL_FLOAT, 0, dots.vertices);
-    glColorPointer(3, GL_UNSIGNED_BYTE, 0, dots.colours);
-    glDrawArrays(GL_POINTS, 0, dots.count);
-    glDisableClientState(GL_COLOR_ARRAY);
-    glDisableClientState(GL_VERTEX_ARRAY);
-    // Leave the current colour as drawing the points one by one would have left it.
-    const unsigned char *last = dots.colours + 3 * (dots.count - 1);
-    glColor3ub(last[0], last[1], last[2]);
+    batch_draw(dots, GL_POINTS);
 }
