@@ -108,13 +108,20 @@ static void run_frames(benchmark::State &state)
     report_times(state, ms);
 }
 
-static void BM_frame_default_beam(benchmark::State &state)
+// Frames from the start, after a frame with the key first held (none when 0), with the
+// optics panel shown or not.
+static void start_frames(benchmark::State &state, int first, bool panel)
 {
     if (!open_once()) return state.SkipWithError("no window");
     fresh_start();
+    if (first) frame_with({first});
+    if (panel) frame_with({'T'});
     memset(held, 0, sizeof held);
     run_frames(state);
+    sim.optics_panel = false;
 }
+
+static void BM_frame_default_beam(benchmark::State &state) { start_frames(state, 0, false); }
 
 static void BM_frame_kora_graphs_spread_space_charge(benchmark::State &state)
 {
@@ -293,37 +300,11 @@ static void BM_frame_kora_with_optics_panel(benchmark::State &state)
     sim.optics_panel = false;
 }
 
-// The default start (no lattice: the panel says so and draws no plot) with the panel.
-static void BM_frame_default_with_optics_panel(benchmark::State &state)
-{
-    if (!open_once()) return state.SkipWithError("no window");
-    fresh_start();
-    frame_with({'T'});
-    memset(held, 0, sizeof held);
-    run_frames(state);
-    sim.optics_panel = false;
-}
-
-// The FODO cell's matched beam, without and with the panel (its beta plot and footprint).
-static void BM_frame_fodo_cell(benchmark::State &state)
-{
-    if (!open_once()) return state.SkipWithError("no window");
-    fresh_start();
-    frame_with({'F'});
-    memset(held, 0, sizeof held);
-    run_frames(state);
-}
-
-static void BM_frame_fodo_with_optics_panel(benchmark::State &state)
-{
-    if (!open_once()) return state.SkipWithError("no window");
-    fresh_start();
-    frame_with({'F'});
-    frame_with({'T'});
-    memset(held, 0, sizeof held);
-    run_frames(state);
-    sim.optics_panel = false;
-}
+// The default start (no lattice: the panel says so and draws no plot), and the FODO cell's
+// matched beam, without and with the panel (its beta plot and footprint).
+static void BM_frame_default_with_optics_panel(benchmark::State &state) { start_frames(state, 0, true); }
+static void BM_frame_fodo_cell(benchmark::State &state) { start_frames(state, 'F', false); }
+static void BM_frame_fodo_with_optics_panel(benchmark::State &state) { start_frames(state, 'F', true); }
 
 BENCHMARK(BM_part_ring_view)->Iterations(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_part_phase_graphs_with_spread)->Iterations(100)->Unit(benchmark::kMillisecond);
