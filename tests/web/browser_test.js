@@ -185,19 +185,34 @@ async function compareScenes(browser, base, desktopDir) {
 }
 
 // ---- The GL layer's own behaviours (gl1_check.cpp, which also runs on the desktop) ----------
+// The GL layer's checks, once with thin batches on the CPU (the path a software WebGL takes)
+// and once with them forced to WebGL (a GPU's path): GL's behaviour either way.
 async function checkGlLayer(browser, base) {
+  for (const path of ['cpu', 'webgl']) {
+    const page = await browser.newPage({ viewport: { width: 256, height: 256 } });
+    const lines = [];
+    page.on('console', (m) => lines.push(m.text()));
+    const done = page.waitForEvent('console', { predicate: (m) => m.text().startsWith('gl1 check:'), timeout: 60000 });
+    await page.goto(base + 'gl1_check.html?thin=' + path);
+    await done.catch(() => {});
+    const chosen = await page.evaluate(() => Module.thin_path);
+    await page.close();
+    (chosen === path ? pass : fail)(`GL layer: ?thin=${path} draws thin batches with ${chosen}`);
+    const cases = lines.filter((l) => /^(ok|FAIL): /.test(l));
+    if (cases.length === 0) fail('the GL layer check printed no case: ' + lines.join(' | '));
+    for (const l of cases) (l.startsWith('ok') ? pass : fail)(`GL layer (${path}): ` + l.replace(/^(ok|FAIL): /, ''));
+    const unhandled = lines.filter((l) => /not handled/.test(l));
+    (unhandled.length === 1 && /glEnable\(0x0B50\)/.test(unhandled[0]) ? pass : fail)(
+      `GL layer: lighting, asked for twice, is said to be not handled once (${unhandled.join(' | ') || 'nothing said'})`);
+  }
+  // Left to itself, the layer takes the CPU path on this machine's software WebGL.
   const page = await browser.newPage({ viewport: { width: 256, height: 256 } });
-  const lines = [];
-  page.on('console', (m) => lines.push(m.text()));
-  const done = page.waitForEvent('console', { predicate: (m) => m.text().startsWith('gl1 check:'), timeout: 60000 });
   await page.goto(base + 'gl1_check.html');
-  await done.catch(() => {}).finally(() => page.close());
-  const cases = lines.filter((l) => /^(ok|FAIL): /.test(l));
-  if (cases.length === 0) fail('the GL layer check printed no case: ' + lines.join(' | '));
-  for (const l of cases) (l.startsWith('ok') ? pass : fail)('GL layer: ' + l.replace(/^(ok|FAIL): /, ''));
-  const unhandled = lines.filter((l) => /not handled/.test(l));
-  (unhandled.length === 1 && /glEnable\(0x0B50\)/.test(unhandled[0]) ? pass : fail)(
-    `GL layer: lighting, asked for twice, is said to be not handled once (${unhandled.join(' | ') || 'nothing said'})`);
+  await page.waitForFunction(() => window.Module && Module.thin_path, null, { timeout: 60000 });
+  const [chosen, renderer] = await page.evaluate(() => [Module.thin_path, Module.webgl_renderer]);
+  await page.close();
+  (chosen === 'cpu' && /swiftshader/i.test(renderer) ? pass : fail)(
+    `GL layer: a software WebGL (${renderer}) draws thin batches on the CPU (${chosen})`);
 }
 
 // ---- The program: start, keys, screenshot download, end ------------------------------------
@@ -563,25 +578,40 @@ const configurations = [
   { name: 'luminous particles', keys: ['l'] },
 ];
 
-async function bench(browser, base, mode) {
+// The median interval between frames (and the 90th percentile) over a few seconds of a page.
+async function frameIntervals(browser, address, keys) {
   const seconds = +(process.env.FENTRA_BENCH_SECONDS || 5);
+  const page = await browser.newPage({ viewport: { width: W, height: H } });
+  await page.goto(address);
+  await page.waitForFunction(() => window.Module && Module.calledRun, null, { timeout: 60000 });
+  await sleep(1000);
+  for (const key of keys) await page.keyboard.press(key, { delay: 150 });
+  await sleep(1000);
+  await page.evaluate(() => { Module.frame_times = []; Module.shown_times = []; });
+  await sleep(seconds * 1000);
+  const [frames, shown, path] = await page.evaluate(() => [Module.frame_times, Module.shown_times, Module.thin_path]);
+  await page.close();
+  const gaps = frames.slice(1).map((t, i) => t - frames[i]).sort((a, b) => a - b);
+  const at = (q) => gaps[Math.min(gaps.length - 1, Math.floor(q * gaps.length))];
+  return { median: at(0.5), p90: at(0.9), drawn: frames.length, shown: shown.length, path };
+}
+
+// Every configuration with the thin batches forced on the CPU and forced to WebGL, side by side,
+// then the empty frame's interval and the default beam's (on the path the layer chooses) over it.
+async function bench(browser, base, mode) {
   console.log(mode);
+  const cell = (r) => `${r.median.toFixed(1)} ms (p90 ${r.p90.toFixed(1)}, ${r.shown}/${r.drawn} shown)`.padEnd(34);
+  console.log(`  ${''.padEnd(20)}${'thin batches on the CPU'.padEnd(34)}thin batches in WebGL`);
   for (const c of configurations) {
-    const page = await browser.newPage({ viewport: { width: W, height: H } });
-    await page.goto(base);
-    await page.waitForFunction(() => window.Module && Module.calledRun, null, { timeout: 60000 });
-    await sleep(1000);
-    for (const key of c.keys) await page.keyboard.press(key, { delay: 150 });
-    await sleep(1000);
-    await page.evaluate(() => { Module.frame_times = []; Module.shown_times = []; });
-    await sleep(seconds * 1000);
-    const [frames, shown] = await page.evaluate(() => [Module.frame_times, Module.shown_times]);
-    const gaps = frames.slice(1).map((t, i) => t - frames[i]).sort((a, b) => a - b);
-    const at = (q) => gaps[Math.min(gaps.length - 1, Math.floor(q * gaps.length))];
-    console.log(`  ${c.name}: median frame interval ${at(0.5).toFixed(1)} ms (p90 ${at(0.9).toFixed(1)} ms), ` +
-      `${frames.length} frames drawn and ${shown.length} shown on the canvas in ${seconds} s`);
-    await page.close();
+    const cpu = await frameIntervals(browser, base + '?thin=cpu', c.keys);
+    const webgl = await frameIntervals(browser, base + '?thin=webgl', c.keys);
+    console.log(`  ${c.name.padEnd(20)}${cell(cpu)}${cell(webgl)}`);
   }
+  const empty = await frameIntervals(browser, base + 'gl1_check.html?empty', []);
+  const chosen = await frameIntervals(browser, base, []);
+  console.log(`  empty frame: ${cell(empty)}`);
+  console.log(`  default beam on the chosen path (${chosen.path}): ${chosen.median.toFixed(1)} ms, ` +
+    `${(chosen.median / empty.median).toFixed(2)} times the empty frame (target: at most 1.25)`);
 }
 
 (async () => {

@@ -3,6 +3,8 @@
 // batches drawn on the CPU keep the depth test, shading, scissor box and far plane as GL does.
 // The same program runs on the desktop's GL, which shows that the expectations are GL's.
 // Prints "ok: ..." or "FAIL: ..." a case, then "gl1 check: N failed"; exits with 1 on a failure.
+// In a page whose address has ?empty it shows empty frames instead (see empty_frames).
+#include "Morvane/clock.h"
 #include "Morvane/gfx_opengl.h"
 #include "window_coordinates.h"
 
@@ -104,8 +106,29 @@ static bool points_beyond_the_far_plane_are_not_drawn()
     return pixel(10, 10) == 0 && pixel(11, 11) == 0xFFFFFF;
 }
 
+#ifdef __EMSCRIPTEN__
+#include <emscripten.h>
+EM_JS(int, page_asks_for_empty_frames, (), { return new URLSearchParams(location.search).has("empty") ? 1 : 0; });
+#else
+static int page_asks_for_empty_frames() { return 0; }
+#endif
+
+// Empty frames at Fentra's size (the whole window) and pacing, for ever: the frame interval of
+// the browser's own work, which the browser benchmark sets beside Fentra's.
+static int empty_frames()
+{
+    if (!graphics_open(0, 0, "empty frames", nullptr)) return 1;
+    while (!pump_events()) {
+        double start = time_now();
+        end_frame(0);
+        pace_frame(start);
+    }
+    return 0;
+}
+
 int main()
 {
+    if (page_asks_for_empty_frames()) return empty_frames();
     windowed = 1;
     if (!graphics_open(W, H, "gl1 check", nullptr)) return 1;
     window_coordinates(W, H);

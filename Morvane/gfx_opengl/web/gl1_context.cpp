@@ -182,6 +182,29 @@ static EM_BOOL on_context_restored(int, const void *, void *)
     return 1;
 }
 
+// Where WebGL runs on the CPU (SwiftShader, llvmpipe, softpipe, WARP), thousands of
+// one-pixel points and lines cost it far more than the layer's own rasteriser; a GPU draws them
+// in well under a millisecond. The renderer's name tells which: the browsers asked here create
+// a context even with failIfMajorPerformanceCaveat on a software renderer, so that flag does
+// not. The name is the unmasked one where the browser masks RENDERER. ?thin=cpu or ?thin=webgl
+// in the page's address forces a path, to measure both.
+// clang-format off
+EM_JS(int, page_wants_cpu_thin, (), {
+    const gl = Module.canvas.getContext("webgl2");
+    let name = gl ? String(gl.getParameter(gl.RENDERER)) : "";
+    if (gl && /^webkit webgl$/i.test(name)) {
+        const info = gl.getExtension("WEBGL_debug_renderer_info");
+        if (info) name = String(gl.getParameter(info.UNMASKED_RENDERER_WEBGL));
+    }
+    const forced = new URLSearchParams(location.search).get("thin");
+    const cpu = forced === "cpu" || (forced !== "webgl" &&
+        /swiftshader|llvmpipe|softpipe|software|basic render driver/i.test(name));
+    Module.webgl_renderer = name;
+    Module.thin_path = cpu ? "cpu" : "webgl";
+    return cpu ? 1 : 0;
+});
+// clang-format on
+
 bool gl1_open(const char *canvas_selector, int width, int height)
 {
     EmscriptenWebGLContextAttributes a;
@@ -197,6 +220,7 @@ bool gl1_open(const char *canvas_selector, int width, int height)
     if (context <= 0 || emscripten_webgl_make_context_current(context) != EMSCRIPTEN_RESULT_SUCCESS)
         return false;
     gl1.context = context;
+    gl1.cpu_thin = page_wants_cpu_thin() != 0;
     if (!make_pipeline()) return false;
     emscripten_set_webglcontextlost_callback(canvas_selector, nullptr, 1, on_context_lost);
     emscripten_set_webglcontextrestored_callback(canvas_selector, nullptr, 1, on_context_restored);
@@ -302,7 +326,7 @@ void gl1_draw(GLenum mode, const gl1_vertex *v, size_t count)
 {
     if (count == 0 || !drawable(mode)) return;
     gl1.unshown = true;
-    if (gl1_draw_thin(mode, v, count)) return;
+    if (gl1.cpu_thin && gl1_draw_thin(mode, v, count)) return;
     if (mode == GL_QUADS) {
         count = quads_as_triangles(v, count);
         v = gl1.triangles.data();

@@ -140,6 +140,7 @@ struct gl1_layer {
     GLbitfield clear_mask;              // a clear not yet made, with the state it was asked in
     gl1_attribs clear_state;
     EMSCRIPTEN_WEBGL_CONTEXT_HANDLE context;
+    bool cpu_thin;                      // large thin batches drawn on the CPU (a software WebGL)
     thin_raster thin;                   // thin points and lines drawn on the CPU, not yet shown
     GLuint thin_texture;                // ... and the texture that shows them
     int thin_texture_size[2];
