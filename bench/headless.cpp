@@ -13,14 +13,10 @@
 
 #include <cstdio>
 #include <string>
-#include <unistd.h>
 
 static void prepare(const char *setup_text)
 {
-    std::string file = "/tmp/fentra_bench_headless_" + std::to_string(getpid()) + ".txt";
-    write_builtin_lattice(file.c_str());
-    read_lattice(file.c_str());
-    remove(file.c_str());
+    load_builtin_lattice();
     allocate_particles();
     reset_simulation_state();
     random15_restart();

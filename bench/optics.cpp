@@ -7,18 +7,11 @@
 
 #include <benchmark/benchmark.h>
 
-#include <string>
-#include <unistd.h>
 
 static void start(bool kora)
 {
     allocate_particles();
-    if (kora) {
-        std::string file = "/tmp/fentra_bench_" + std::to_string(getpid()) + ".txt";
-        write_builtin_lattice(file.c_str());
-        read_lattice(file.c_str());
-        remove(file.c_str());
-    }
+    if (kora) load_builtin_lattice();
     reset_simulation_state();
     for (int i = 0; i < particle_capacity; i++) beam_momentum[i] = 1;
     sim.kora_lattice = kora;

@@ -13,19 +13,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
-#include <unistd.h>
 
 // Fresh state with the KORA table loaded and a full game beam with momentum spread.
 static void prepare_kora_beam()
 {
-    char dir[] = "/tmp/fentra_bench_XXXXXX";
-    if (!mkdtemp(dir)) abort();
-    std::string file = std::string(dir) + "/kora_sp.txt";
-    write_builtin_lattice(file.c_str());
-    read_lattice(file.c_str());
-    remove(file.c_str());
-    rmdir(dir);
+    load_builtin_lattice();
     allocate_particles();
     reset_simulation_state();
     random15_restart();

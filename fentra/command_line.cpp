@@ -38,13 +38,10 @@ static const char usage_text[] =
     "L luminous, S scraper, C space charge, T optics panel, Ctrl+S screenshot, Ctrl+E bunch as CSV,\n"
     "F1 help, Q or Escape quit.\n";
 
-// The carried KORA superperiod read into the element table through a private file.
+// The carried KORA superperiod read into the element table.
 static bool load_carried_kora()
 {
-    std::string file = "/tmp/fentra_kora_" + std::to_string(getpid()) + ".txt";
-    write_builtin_lattice(file.c_str());
-    read_lattice(file.c_str());
-    remove(file.c_str());
+    load_builtin_lattice();
     return element_count > 0;
 }
 

@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <unistd.h>
 
 char element_name[element_capacity][element_name_size];
 double element_length[element_capacity];
@@ -89,6 +90,17 @@ void write_builtin_lattice(const char *file_name)
     if (!f) return;
     fwrite(data_kora_sp_txt, 1, data_kora_sp_txt_size, f);
     fclose(f);
+}
+
+void load_builtin_lattice()
+{
+    char file[] = "/tmp/fentra_kora_XXXXXX";
+    int fd = mkstemp(file);
+    if (fd < 0) return;
+    close(fd);
+    write_builtin_lattice(file);
+    read_lattice(file);
+    remove(file);
 }
 
 double lattice_length()

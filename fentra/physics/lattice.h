@@ -24,6 +24,10 @@ void read_lattice(const char *file_name);
 // Writes the carried KORA superperiod text to file_name, byte for byte.
 void write_builtin_lattice(const char *file_name);
 
+// Reads the carried KORA superperiod into the element table as read_lattice reads a file,
+// through a private temporary file that is removed again.
+void load_builtin_lattice();
+
 // Sum of the element lengths in table order (0 for an empty table).
 double lattice_length();
 

@@ -71,10 +71,7 @@ void fresh_kora()
 {
     allocate_particles();
     random15_restart();
-    std::string file = "/tmp/bunch_test_kora_" + std::to_string(getpid());
-    write_builtin_lattice(file.c_str());
-    read_lattice(file.c_str());
-    remove(file.c_str());
+    load_builtin_lattice();
     reset_simulation_state();
 }
 

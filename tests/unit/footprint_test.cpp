@@ -15,21 +15,13 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
 const double frame_seconds = 0.012;
 
-void load_kora()
-{
-    std::string file = "/tmp/fentra_footprint_" + std::to_string(getpid()) + ".txt";
-    write_builtin_lattice(file.c_str());
-    read_lattice(file.c_str());
-    remove(file.c_str());
-}
+void load_kora() { load_builtin_lattice(); }
 
 // A fresh state with n particles of the lattice's matched beam, all on momentum.
 void start(bool kora, int n)

@@ -17,8 +17,6 @@
 #include <cmath>
 #include <cstdio>
 #include <numbers>
-#include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -156,13 +154,7 @@ TEST(optics, matched_beam_keeps_its_size_and_a_mismatched_one_beats)
 // One KORA superperiod as the loop tracks it (element lookup at the ring position, steps of
 // at most 0.5 mm clipped to end 1e-6 m past each element's end) against the product of its
 // thick elements, where a bend of radius rho focuses x with k + 1 / rho^2 and y with -k.
-void load_kora()
-{
-    std::string file = "/tmp/fentra_optics_" + std::to_string(getpid()) + ".txt";
-    write_builtin_lattice(file.c_str());
-    read_lattice(file.c_str());
-    remove(file.c_str());
-}
+void load_kora() { load_builtin_lattice(); }
 
 // Tracks the particles in place through one KORA superperiod from the ring position they are at,
 // as the loop does, with steps of ds.
