@@ -678,8 +678,10 @@ async function keyBarByTouch(browser, base) {
   const d = await download.catch(() => null);
   const picture = d && decodePng(fs.readFileSync(await d.path()));
   const l = await layout(page);
-  (picture && /^Fentra_\d{5}\.png$/.test(d.suggestedFilename()) && picture.w === l.canvas.w && picture.h === l.canvas.h ? pass : fail)(
-    `the screenshot button downloads ${d && d.suggestedFilename()}, ${picture && picture.w + ' x ' + picture.h}`);
+  await frames(page);
+  const setup = await page.evaluate(() => Module.setup_text());
+  (picture && /^Fentra_\d{5}\.png$/.test(d.suggestedFilename()) && picture.w === l.canvas.w && picture.h === l.canvas.h && !/scraper/.test(setup) ? pass : fail)(
+    `the screenshot button downloads ${d && d.suggestedFilename()}, ${picture && picture.w + ' x ' + picture.h}, and leaves the scraper as it was ("${setup}")`);
 
   // A phone on its side: the bar beside the canvas.
   await page.setViewportSize({ width: 800, height: 400 });
