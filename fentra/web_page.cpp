@@ -1,6 +1,7 @@
 // What the web page and the running program ask of each other: the setup in the page's
 // address and the link to the current one, rings opened or dropped on the page, downloads, and
-// what the browser tests read (distance round the ring, last step, mouse buttons, ring name).
+// what the browser tests read (distance round the ring, last step, mouse buttons, magnets, beam
+// centre, ring name).
 #include "fentra/web_page.h"
 
 #include "Morvane/gfx_opengl.h"
@@ -88,6 +89,21 @@ extern "C" {
 EMSCRIPTEN_KEEPALIVE double fentra_ring_position() { return sim.ring_position; }
 EMSCRIPTEN_KEEPALIVE double fentra_step_length() { return sim.step_length; }
 EMSCRIPTEN_KEEPALIVE unsigned fentra_mouse_buttons() { return mouse_buttons; }
+// The magnets of the last frame: 0 steering, 1 quadrupoles, 2 sextupoles, 3 octupoles, 4 solenoid.
+EMSCRIPTEN_KEEPALIVE double fentra_magnet(int which)
+{
+    const double m[] = {magnets.steering, magnets.quad_strength, magnets.sextupole,
+                        magnets.octupole, magnets.solenoid};
+    return which >= 0 && which < 5 ? m[which] : 0;
+}
+// The beam's mean position in metres: 0 horizontal, 1 vertical.
+EMSCRIPTEN_KEEPALIVE double fentra_beam_centre(int axis)
+{
+    const double *p = axis ? beam_y : beam_x;
+    double sum = 0;
+    for (int i = 0; i < sim.particle_count; i++) sum += p[i];
+    return sim.particle_count ? sum / sim.particle_count : 0;
+}
 // "Ring <name>" while a ring read from a file runs, else "".
 EMSCRIPTEN_KEEPALIVE const char *fentra_ring_name() { return sim.kora_lattice ? lattice_ring_name : ""; }
 

@@ -542,6 +542,204 @@ async function linksAndRings(browser, base) {
   await bad.page.close();
 }
 
+// ---- The key bar: every key on the page, for a screen without a keyboard -------------------
+// A button of the bar by the key it shows: its middle and whether it looks held.
+const keyButton = (page, label) => page.evaluate((l) => {
+  const b = [...document.querySelectorAll('#keybar button')].find((e) => e.firstChild.textContent === l);
+  const r = b.getBoundingClientRect();
+  return { x: r.x + r.width / 2, y: r.y + r.height / 2, held: b.classList.contains('held') };
+}, label);
+const magnet = (page, which) => page.evaluate((i) => Module._fentra_magnet(i), which);
+const beamCentre = (page) => page.evaluate(() => [Module._fentra_beam_centre(0), Module._fentra_beam_centre(1)]);
+// The bar and the canvas as the page lays them out, and the size the program draws at.
+const layout = (page) => page.evaluate(() => {
+  const box = (e) => { const r = e.getBoundingClientRect(); return { x: r.x, y: r.y, w: r.width, h: r.height }; };
+  const bar = document.getElementById('keybar');
+  return { shown: !bar.hidden && bar.offsetHeight > 0, bar: box(bar), canvas: box(Module.canvas),
+    drawn: [Module.canvas.width, Module.canvas.height], window: [innerWidth, innerHeight] };
+});
+const overlap = (a, b) => Math.max(0, Math.min(a.x + a.w, b.x + b.w) - Math.max(a.x, b.x)) *
+  Math.max(0, Math.min(a.y + a.h, b.y + b.h) - Math.max(a.y, b.y));
+
+// The bar beside the canvas or under it, sharing the window with it, the program drawing on the
+// whole canvas (the beam pipe, a circle as high as the canvas, whole in its width).
+async function barBesideCanvas(page, label) {
+  await page.waitForFunction(() => Module.canvas.width === parseFloat(Module.canvas.style.width), null, { timeout: 10000 }).catch(() => {});
+  await frames(page);
+  const l = await layout(page);
+  const shared = Math.round(l.canvas.w * l.canvas.h + l.bar.w * l.bar.h) === l.window[0] * l.window[1];
+  (l.shown && overlap(l.bar, l.canvas) === 0 && shared && l.drawn[0] === l.canvas.w && l.drawn[1] === l.canvas.h &&
+    l.canvas.w >= l.canvas.h ? pass : fail)(
+    `${label}: the key bar (${l.bar.w} x ${l.bar.h} at ${l.bar.x}, ${l.bar.y}) shares the window with the canvas ` +
+    `(${l.canvas.w} x ${l.canvas.h}, drawn at ${l.drawn.join(' x ')}) without covering it`);
+  return l;
+}
+
+// Fingers on the screen at the points (each point's place in the list is its finger), then
+// the first few of them, then none: Chromium's touch input, so each button sees its own pointer.
+// (A touch end names the fingers that lift, none for all.)
+async function fingers(page) {
+  const cdp = await page.context().newCDPSession(page);
+  let down = [];
+  return (points) => {
+    const touchPoints = points.map((p, i) => ({ x: p.x, y: p.y, id: i }));
+    const lifted = points.length ? down.slice(points.length) : [];
+    const event = points.length > down.length ? { type: 'touchStart', touchPoints } : { type: 'touchEnd', touchPoints: lifted };
+    down = touchPoints;
+    return cdp.send('Input.dispatchTouchEvent', event);
+  };
+}
+
+// A touch screen: the bar shows by itself beside or under the canvas; a magnet held by a finger
+// is the key held (the beam steered as by the keyboard), two fingers hold two; a tap is a key
+// pressed; the page losing focus lets the buttons go as it lets the keys go.
+async function keyBarByTouch(browser, base) {
+  const context = await browser.newContext({ viewport: { width: 1024, height: 768 }, hasTouch: true, isMobile: false });
+  const { page } = await startPage(context, base);
+  await barBesideCanvas(page, 'touch screen 1024 x 768');
+  const touch = await fingers(page);
+
+  // Steering held by a finger, then by the keyboard, each from a new default beam.
+  const steer = async (down, up) => {
+    await page.touchscreen.tap((await keyButton(page, 'Space')).x, (await keyButton(page, 'Space')).y);
+    await frames(page);
+    const before = await beamCentre(page);
+    await down();
+    await frames(page, 2);
+    const held = [await magnet(page, 0), (await keyButton(page, '2')).held];
+    await sleep(1000);
+    const after = await beamCentre(page);
+    await up();
+    await frames(page, 2);
+    return { held, moved: Math.hypot(after[0] - before[0], after[1] - before[1]), after: await magnet(page, 0) };
+  };
+  const two = await keyButton(page, '2');
+  const byTouch = await steer(() => touch([two]), () => touch([]));
+  const byKey = await steer(() => page.keyboard.down('2'), () => page.keyboard.up('2'));
+  (byTouch.held[0] === byKey.held[0] && byKey.held[0] > 0 && byTouch.held[1] && byTouch.after === 0 ? pass : fail)(
+    `a finger on 2 holds the steering dipoles as the key does (${byTouch.held[0]} by touch, ${byKey.held[0]} by the key, ` +
+    `${byTouch.after} once the finger lifts)`);
+  (byTouch.moved > 1e-3 && byKey.moved > 1e-3 && byTouch.moved < 3 * byKey.moved && byKey.moved < 3 * byTouch.moved ? pass : fail)(
+    `the beam held 1 s under the steering dipoles moves ${(1000 * byTouch.moved).toFixed(2)} mm by touch, ` +
+    `${(1000 * byKey.moved).toFixed(2)} mm by the key`);
+
+  // Two fingers: quadrupoles and sextupoles at once; each lets go with its own finger.
+  const four = await keyButton(page, '4'), six = await keyButton(page, '6');
+  const held = async () => [await magnet(page, 1), await magnet(page, 2), (await keyButton(page, '4')).held, (await keyButton(page, '6')).held];
+  await touch([four, six]);
+  await frames(page, 2);
+  const both = await held();
+  await touch([four]);
+  await frames(page, 2);
+  const one = await held();
+  await touch([]);
+  await frames(page, 2);
+  const none = await held();
+  (both.join() === '2,30,true,true' && one.join() === '2,0,true,false' && none.join() === '0,0,false,false' ? pass : fail)(
+    `two fingers on 4 and 6 hold the quadrupoles and sextupoles together (${both.join(', ')}), the finger on 6 ` +
+    `lifted lets go of 6 alone (${one.join(', ')}), then the other of 4 (${none.join(', ')})`);
+
+  // A tap is a press: T shows the optics panel, + doubles the speed, and again each undoes it.
+  const tapped = [];
+  for (const label of ['T', '+', 'T', '\u2212']) {
+    const b = await keyButton(page, label);
+    await page.touchscreen.tap(b.x, b.y);
+    await frames(page);
+    tapped.push(await page.evaluate(() => Module.setup_text()));
+  }
+  (/panel=1/.test(tapped[0]) && /panel=1&speed=2$/.test(tapped[1]) && tapped[2] === 'speed=2' && tapped[3] === '' ? pass : fail)(
+    `taps on T, +, T, \u2212 toggle the panel and the speed ("${tapped.join('", "')}")`);
+
+  // Shift held by a finger: slow motion, a fifth of a frame's step (the median of 7 frames).
+  const step = async (hold) => {
+    if (hold) await touch([await keyButton(page, 'Shift')]);
+    await frames(page, 2);
+    const steps = [];
+    for (let i = 0; i < 7; i++) {
+      await frames(page, 1);
+      steps.push(await page.evaluate(() => Module._fentra_step_length()));
+    }
+    if (hold) await touch([]);
+    return steps.sort((a, b) => a - b)[3];
+  };
+  const free = await step(false), slow = await step(true);
+  (slow > 0 && slow < 0.5 * free ? pass : fail)(`Shift held by a finger slows the beam: a step of ${(1000 * free).toFixed(1)} mm, ${(1000 * slow).toFixed(1)} mm held`);
+
+  // The page losing focus lets go of a button held, as the program lets go of its key.
+  await touch([await keyButton(page, '5')]);
+  await frames(page, 2);
+  const held5 = [await magnet(page, 1), (await keyButton(page, '5')).held];
+  await page.evaluate(() => window.dispatchEvent(new FocusEvent('blur')));
+  await frames(page, 2);
+  const blurred = [await magnet(page, 1), (await keyButton(page, '5')).held];
+  await touch([]);
+  (held5[0] === -2 && held5[1] && blurred[0] === 0 && !blurred[1] ? pass : fail)(
+    `a button held as the page loses focus is let go with its key (${held5.join(', ')}, then ${blurred.join(', ')})`);
+
+  // F1 holds the program in the help page until Space; the screenshot button downloads the frame.
+  const help = await keyButton(page, 'F1');
+  await page.touchscreen.tap(help.x, help.y);
+  await sleep(1500);
+  const inHelp = await page.evaluate(() => Module.frame_times.length);
+  await sleep(500);
+  const stillInHelp = await page.evaluate(() => Module.frame_times.length);
+  const space = await keyButton(page, 'Space');
+  await page.touchscreen.tap(space.x, space.y);
+  await frames(page);
+  (inHelp === stillInHelp ? pass : fail)(`F1 holds the program in the help page until Space (${stillInHelp - inHelp} frames in 0.5 s)`);
+  const download = page.waitForEvent('download', { timeout: 30000 });
+  const shot = await keyButton(page, 'Ctrl+S');
+  await page.touchscreen.tap(shot.x, shot.y);
+  const d = await download.catch(() => null);
+  const picture = d && decodePng(fs.readFileSync(await d.path()));
+  const l = await layout(page);
+  await frames(page);
+  const setup = await page.evaluate(() => Module.setup_text());
+  (picture && /^Fentra_\d{5}\.png$/.test(d.suggestedFilename()) && picture.w === l.canvas.w && picture.h === l.canvas.h && !/scraper/.test(setup) ? pass : fail)(
+    `the screenshot button downloads ${d && d.suggestedFilename()}, ${picture && picture.w + ' x ' + picture.h}, and leaves the scraper as it was ("${setup}")`);
+
+  // A phone on its side: the bar beside the canvas.
+  await page.setViewportSize({ width: 800, height: 400 });
+  const side = await barBesideCanvas(page, 'touch screen 800 x 400');
+  (side.bar.x >= side.canvas.w ? pass : fail)(`at 800 x 400 the bar is beside the canvas (at x ${side.bar.x})`);
+  if (keepDir) await page.screenshot({ path: path.join(keepDir, 'keybar_800x400.png') });
+
+  // Quit ends the program; the bar goes with it.
+  const quit = await keyButton(page, 'Q');
+  await page.touchscreen.tap(quit.x, quit.y);
+  await page.waitForSelector('#restart', { timeout: 30000 }).catch(() => {});
+  const ended = await page.evaluate(() => [!!document.getElementById('restart'), document.getElementById('keybar').hidden]);
+  (ended[0] && ended[1] ? pass : fail)(`the quit button ends the program and the bar goes (${ended.join(', ')})`);
+  await context.close();
+}
+
+// Without a touch screen the bar waits behind the "Keys" button; the canvas makes room for it
+// and takes the window back when it goes; its buttons work with the mouse.
+async function keyBarByMouse(browser, base) {
+  const context = await browser.newContext({ viewport: { width: 1024, height: 768 } });
+  const { page } = await startPage(context, base);
+  const hidden = await layout(page);
+  (!hidden.shown && hidden.drawn[0] === 1024 && hidden.drawn[1] === 768 ? pass : fail)(
+    `without a touch screen the bar is hidden and the canvas fills the window (${hidden.drawn.join(' x ')})`);
+  await page.click('#keys_button');
+  await barBesideCanvas(page, 'after "Keys"');
+  const five = await keyButton(page, '5');
+  await page.mouse.move(five.x, five.y);
+  await page.mouse.down();
+  await frames(page, 2);
+  const held = await magnet(page, 1);
+  await page.mouse.up();
+  await frames(page, 2);
+  const after = [await magnet(page, 1), await page.evaluate(() => document.activeElement === Module.canvas)];
+  (held === -2 && after[0] === 0 && after[1] ? pass : fail)(
+    `the mouse holds 5 on the bar (${held}, then ${after[0]}), and the keyboard stays with the canvas (${after[1]})`);
+  await page.click('#keys_button');
+  await page.waitForFunction(() => Module.canvas.height === 768, null, { timeout: 10000 }).catch(() => {});
+  const back = await layout(page);
+  (!back.shown && back.drawn[1] === 768 ? pass : fail)(`"Keys" again hides the bar and the canvas takes the window back (${back.drawn.join(' x ')})`);
+  await context.close();
+}
+
 // ---- A high-density screen --------------------------------------------------------------------
 // At a device scale factor of 2 the page shows each of the canvas's pixels as 2 x 2 screen
 // pixels of exactly its colour: round the heads-up text (the title, the key hint, the
@@ -625,7 +823,7 @@ async function bench(browser, base, mode) {
       browser = await launch(true);
       await bench(browser, base, 'WebGL on SwiftShader, the page composited in software (no usable GPU):');
     } else {
-      // FENTRA_WEB_ONLY, when set, names the parts to run (gl, scenes, program, density, page), for a quick
+      // FENTRA_WEB_ONLY, when set, names the parts to run (gl, scenes, program, density, page, keybar), for a quick
       // look at one of them
       const only = (part) => !process.env.FENTRA_WEB_ONLY || process.env.FENTRA_WEB_ONLY.split(',').includes(part);
       if (only('gl')) await checkGlLayer(browser, base);
@@ -633,6 +831,7 @@ async function bench(browser, base, mode) {
       if (only('program')) await playProgram(browser, base);
       if (only('density')) await highDensity(browser, base);
       if (only('page')) await linksAndRings(browser, base);
+      if (only('keybar')) { await keyBarByTouch(browser, base); await keyBarByMouse(browser, base); }
     }
   } finally {
     await browser.close();

@@ -1,7 +1,8 @@
-// The one window in a web page: the canvas as the drawing area (the whole browser window for
-// full screen), its GL context, the projection kept in step with its size, message boxes shown
-// in the page, files (screenshots among them) offered as downloads, and the few SDL entry
-// points that the layer's shared files call, provided over the browser.
+// The one window in a web page: the canvas as the drawing area (for full screen the browser
+// window, less a side the page keeps for its controls), its GL context, the projection kept in
+// step with its size, message boxes shown in the page, files (screenshots among them) offered as
+// downloads, and the few SDL entry points that the layer's shared files call, provided over the
+// browser.
 #include "Morvane/gfx_opengl.h"
 #include "Morvane/gfx_opengl/gfx_internal.h"
 #include "Morvane/gfx_opengl/web/gl1_webgl.h"
@@ -36,8 +37,10 @@ bool canvas_follows_browser_window() { return window_state.follows_browser_windo
 // [SECTION] The page
 
 // clang-format off
-EM_JS(int, page_width, (), { return window.innerWidth | 0; });
-EM_JS(int, page_height, (), { return window.innerHeight | 0; });
+// The part of the browser window left to the canvas: the page may keep a side of it for its
+// own controls (Module.canvas_room gives [width, height]), else the whole window.
+EM_JS(int, page_width, (), { return (Module.canvas_room ? Module.canvas_room()[0] : window.innerWidth) | 0; });
+EM_JS(int, page_height, (), { return (Module.canvas_room ? Module.canvas_room()[1] : window.innerHeight) | 0; });
 EM_JS(void, page_prepare_canvas, (int width, int height, int hide_cursor, const char *title), {
     const canvas = Module.canvas;
     canvas.width = width;
@@ -137,7 +140,7 @@ void SDL_GL_SwapWindow(SDL_Window *)
 // [SECTION] Opening and closing
 
 // The browser window is the one monitor: mode > 0 asks for mode x size_or_monitors pixels;
-// otherwise the whole browser window, or a 4:3 window on 60% of its height when windowed.
+// otherwise the room the page leaves in the browser window, or a 4:3 window on 60% of its height when windowed.
 int graphics_open(int mode, int size_or_monitors, const char *title, void *instance)
 {
     (void)instance;
@@ -166,7 +169,8 @@ int graphics_open(int mode, int size_or_monitors, const char *title, void *insta
 // The context stays with the page; the window counts as closed.
 void graphics_close() { window_state.open = false; }
 
-// The browser window changed size: a full-screen canvas follows it.
+// The browser window, or the page's controls beside the canvas, changed size: a full-screen
+// canvas follows.
 void follow_browser_window()
 {
     if (!window_state.follows_browser_window || !window_state.open) return;
