@@ -134,5 +134,10 @@ void draw_phase_graphs(const double *x, const double *y, const double *xp, const
             if (highlight && i == 0) add_highlight_ring(right.px, right.py);
         }
     }
+    // Everything here is flat at depth 0, where the depth test always passes: switching it off
+    // changes no pixel.
+    batch_drop_covered_points(&dots, W, H);
+    glDisable(GL_DEPTH_TEST);
     batch_draw(dots, GL_POINTS);
+    glEnable(GL_DEPTH_TEST);
 }
