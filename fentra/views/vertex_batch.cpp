@@ -3,6 +3,7 @@
 
 #include <SDL_opengl.h>
 
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <vector>
@@ -34,7 +35,12 @@ void batch_drop_covered_points(vertex_batch *b, int width, int height)
     static std::vector<unsigned char> keep;
     static unsigned frame;
     const float edge_margin = 1.0f / 64;
-    if (mark.size() != (size_t)width * height || ++frame == 0) mark.assign((size_t)width * height, 0), frame = 1;
+    // A new size, or the frame count running out, starts the marks again.
+    if (mark.size() != (size_t)width * height || frame == UINT_MAX) {
+        mark.assign((size_t)width * height, 0);
+        frame = 0;
+    }
+    frame++;
     keep.resize(b->count);
     for (int i = b->count - 1; i >= 0; i--) {
         const float x = b->xy[2 * i], y = b->xy[2 * i + 1], fx = x - floorf(x), fy = y - floorf(y);

@@ -137,9 +137,32 @@ EM_JS(void, page_show_canvas, (), {
     requestAnimationFrame(() => setTimeout(() => {
         Module.gl1_shown = true;
         if (Module.shown_times) Module.shown_times.push(performance.now());
+        if (Module.gl1_on_shown) Module.gl1_on_shown();
     }, 0));
 });
-EM_JS(int, page_canvas_shown, (), { return Module.gl1_shown ? 1 : 0; });
+// Returns once the browser has shown the canvas, at the moment it has (a timer polled would
+// wake up to 4 ms late, as browsers hold back timers set from timers); at once while the page
+// is hidden, which has no display frames, or when it becomes hidden; after 1 s at most. The
+// program goes on from a timer of the runtime's own (safeSetTimeout), as after
+// emscripten_sleep, so that its end reaches the page (Module.onExit). Named as an
+// asynchronous import, so the program can wait in it; handleSleep is called every time, as
+// the runtime calls the import again when it resumes the program.
+#define PAGE_WAIT_JS(...) #__VA_ARGS__
+_EM_JS(void, page_wait_until_shown, __asyncjs__page_wait_until_shown, (), PAGE_WAIT_JS({
+    return Asyncify.handleSleep((wakeUp) => {
+        if (Module.gl1_shown || document.hidden) return wakeUp();
+        const done = () => {
+            clearTimeout(limit);
+            document.removeEventListener("visibilitychange", hidden);
+            Module.gl1_on_shown = null;
+            safeSetTimeout(wakeUp, 0);
+        };
+        const hidden = () => { if (document.hidden) done(); };
+        const limit = setTimeout(done, 1000);
+        document.addEventListener("visibilitychange", hidden);
+        Module.gl1_on_shown = done;
+    });
+}));
 // clang-format on
 
 // The shader pair, the vertex stream's buffer and layout, and the pixel transfers the layer
@@ -241,12 +264,7 @@ void gl1_present()
     gl1_flush_drawing();
     gl1.unshown = false;
     page_show_canvas();
-    // Waits of a millisecond, at most 1 s in all, and none while the page is hidden (it has no
-    // display frames then): the program's end after a wait of another kind would not reach
-    // the page (Module.onExit).
-    double start = emscripten_get_now();
-    while (!page_canvas_shown() && !page_hidden() && emscripten_get_now() - start < 1000)
-        emscripten_sleep(1);
+    page_wait_until_shown();
 }
 
 // ---------------------------------------------------------------------------------------
