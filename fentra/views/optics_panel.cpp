@@ -16,7 +16,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <numbers>
-#include <vector>
 
 // ---------------------------------------------------------------------------------------
 // [SECTION] Layout
@@ -316,19 +315,13 @@ static void tune_diagram(const panel_rect &r, const optics_model &m)
         add_line(&panel_gl.lines, diagram_x(r, l.ax), diagram_y(r, l.ay), diagram_x(r, l.bx),
                  diagram_y(r, l.by), l.colour);
     }
-    // One point for each pixel the footprint covers (a point drawn at x, y fills the pixel
-    // floor(x), floor(y)): most particles share their pixel with others. Tunes past the
-    // window (beyond 1.5 from the working point) are left out.
-    static std::vector<unsigned char> covered;
-    covered.assign((size_t)r.w * r.h, 0);
-    for (int i = 0; i < f.shown; i++) {
-        if (!(f.qx[i] >= w.qx0 && f.qx[i] <= w.qx1 && f.qy[i] >= w.qy0 && f.qy[i] <= w.qy1)) continue;
-        int px = (int)floor(diagram_x(r, f.qx[i])) - r.x, py = (int)floor(diagram_y(r, f.qy[i])) - r.y;
-        unsigned char &c = covered[(size_t)py * r.w + px];
-        if (c) continue;
-        c = 1;
-        batch_add(&panel_gl.points, r.x + px + 0.5, r.y + py + 0.5, 0x40FF40);
-    }
+    // Most particles share their pixel with others: only the points that show are drawn.
+    // Tunes past the window (beyond 1.5 from the working point) are left out.
+    batch_reserve(&panel_gl.points, f.shown);
+    for (int i = 0; i < f.shown; i++)
+        if (f.qx[i] >= w.qx0 && f.qx[i] <= w.qx1 && f.qy[i] >= w.qy0 && f.qy[i] <= w.qy1)
+            batch_add(&panel_gl.points, diagram_x(r, f.qx[i]), diagram_y(r, f.qy[i]), 0x40FF40);
+    batch_drop_covered_points(&panel_gl.points, screen_width, screen_height);
     const double x = diagram_x(r, qx), y = diagram_y(r, qy);
     add_line(&panel_gl.cross, x - 5, y, x + 6, y, 0xFFFF00);
     add_line(&panel_gl.cross, x, y - 5, x, y + 6, 0xFFFF00);
