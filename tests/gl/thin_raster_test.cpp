@@ -4,6 +4,7 @@
 #include "Morvane/gfx_opengl/web/thin_raster.h"
 #include "../web/window_coordinates.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <random>
 #include <vector>
@@ -73,7 +74,9 @@ TEST(thin_raster, lines_light_the_pixels_gl_lights)
         std::vector<unsigned char> rgb = gl_rows_from_bottom();
         total += differing(rgb, r);
         for (int i = 0; i < W * H; i++) lit += rgb[(size_t)i * 3] != 0;
-        free(r.rgba);
+        thin_raster_erase(&r);
+        EXPECT_EQ(std::count(r.rgba, r.rgba + (size_t)W * H * 4, 0), (long)W * H * 4) << "erased";
+        thin_raster_release(&r);
     }
     // Mesa decides an end that falls within 1/256 pixel of a diamond's edge by its own fixed
     // point: about one pixel in 800 goes the other way (17 of 13,555 here).
@@ -95,22 +98,33 @@ TEST(thin_raster, points_light_the_pixel_that_holds_them_and_stay_in_the_clip)
     }
     glEnd();
     EXPECT_EQ(differing(gl_rows_from_bottom(), r), 0);
-    // The box holds every drawn pixel; erasing leaves none.
-    int outside = 0, drawn = 0;
+    // The box holds every drawn pixel, and each band's span holds its band's drawn pixels
+    // with a drawn pixel in its first and last column; erasing leaves none.
+    int outside = 0, drawn = 0, loose_ends = 0;
+    std::vector<int> first(H / BAND_ROWS, W), last(H / BAND_ROWS, -1);
     for (int y = 0; y < H; y++)
         for (int x = 0; x < W; x++)
             if (r.rgba[((size_t)y * W + x) * 4 + 3]) {
                 drawn++;
                 outside += x < r.box[0] || y < r.box[1] || x >= r.box[2] || y >= r.box[3];
+                first[y / BAND_ROWS] = std::min(first[y / BAND_ROWS], x);
+                last[y / BAND_ROWS] = std::max(last[y / BAND_ROWS], x);
             }
+    for (int band = 0; band < H / BAND_ROWS; band++) {
+        const int *span = r.band_x + 2 * band;
+        int x0 = span[1] > span[0] ? span[0] : W, x1 = span[1] > span[0] ? span[1] - 1 : -1;
+        loose_ends += x0 != first[band] || x1 != last[band];
+    }
     EXPECT_GT(drawn, 3000);
     EXPECT_EQ(outside, 0);
+    EXPECT_EQ(loose_ends, 0);
     thin_raster_erase(&r);
     for (size_t i = 0; i < (size_t)W * H * 4; i++) ASSERT_EQ(r.rgba[i], 0);
+    for (int band = 0; band < H / BAND_ROWS; band++) ASSERT_LE(r.band_x[2 * band + 1], r.band_x[2 * band]);
     // A clip keeps the picture outside it undrawn.
     r.clip[0] = 100, r.clip[1] = 50, r.clip[2] = 101, r.clip[3] = 51;
     thin_raster_line(&r, 0.5f, 50.5f, 600.5f, 50.5f, white);
     thin_raster_point(&r, 300.5f, 50.5f, white);
     EXPECT_EQ(std::vector<int>(r.box, r.box + 4), (std::vector<int>{100, 50, 101, 51}));
-    free(r.rgba);
+    thin_raster_release(&r);
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 // Large batches only: a few lines go faster the usual way than through a picture.
 enum { THIN_BATCH = 256 };
@@ -39,7 +40,31 @@ static void size_thin_texture(const thin_raster &r)
     gl1.thin_texture_size[0] = r.width, gl1.thin_texture_size[1] = r.height;
 }
 
-// Shows what the CPU drew, as one picture blended over the canvas where it drew.
+// The quads that show the drawn columns of each band of the picture, with the box's texture
+// coordinates (the box is uploaded from its corner at texel 0, 0).
+static size_t band_quads(const thin_raster &r, std::vector<gl1_vertex> *q)
+{
+    const int *b = r.box;
+    const float tw = (float)gl1.thin_texture_size[0], th = (float)gl1.thin_texture_size[1];
+    q->clear();
+    for (int band = b[1] / BAND_ROWS; band * BAND_ROWS < b[3]; band++) {
+        const int *span = r.band_x + 2 * band;
+        if (span[1] <= span[0]) continue;
+        const float x0 = (float)span[0], x1 = (float)span[1];
+        const float y0 = (float)std::max(band * BAND_ROWS, b[1]), y1 = (float)std::min((band + 1) * BAND_ROWS, b[3]);
+        const float corner[6][2] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y0}, {x1, y1}, {x0, y1}};
+        for (const auto &c : corner) {
+            gl1_vertex v = {};
+            v.x = c[0], v.y = c[1];
+            v.s = (c[0] - (float)b[0]) / tw, v.t = (c[1] - (float)b[1]) / th;
+            memset(v.rgba, 255, 4);
+            q->push_back(v);
+        }
+    }
+    return q->size();
+}
+
+// Shows what the CPU drew, blended over the canvas in the drawn columns of each band.
 void gl1_show_thin()
 {
     thin_raster &r = gl1.thin;
@@ -55,16 +80,8 @@ void gl1_show_thin()
     emscripten_glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
 
     // Drawn pixels have alpha 1 and replace the canvas's; the others leave it as it is.
-    const float tw = (float)gl1.thin_texture_size[0], th = (float)gl1.thin_texture_size[1];
-    const float x0 = (float)b[0], y0 = (float)b[1], x1 = (float)b[2], y1 = (float)b[3];
-    const float s1 = (float)w / tw, t1 = (float)h / th;
-    gl1_vertex q[6] = {};
-    const float corner[6][4] = {{x0, y0, 0, 0}, {x1, y0, s1, 0}, {x1, y1, s1, t1},
-                                {x0, y0, 0, 0}, {x1, y1, s1, t1}, {x0, y1, 0, t1}};
-    for (int i = 0; i < 6; i++) {
-        q[i].x = corner[i][0], q[i].y = corner[i][1], q[i].s = corner[i][2], q[i].t = corner[i][3];
-        memset(q[i].rgba, 255, 4);
-    }
+    static std::vector<gl1_vertex> quads;
+    size_t count = band_quads(r, &quads);
     const float to_clip[16] = {2 / (float)r.width, 0, 0, 0, 0, 2 / (float)r.height, 0, 0,
                                0, 0, 1, 0, -1, -1, 0, 1};
     emscripten_glEnable(GL_BLEND);
@@ -77,7 +94,7 @@ void gl1_show_thin()
     emscripten_glUniformMatrix4fv(p.u_matrix, 1, GL_FALSE, to_clip);
     emscripten_glUniform1i(p.u_points, 0);
     emscripten_glUniform1f(p.u_lod_bias, 0);
-    emscripten_glDrawArrays(GL_TRIANGLES, gl1_stream_vertices(q, 6), 6);
+    emscripten_glDrawArrays(GL_TRIANGLES, gl1_stream_vertices(quads.data(), count), (GLsizei)count);
     gl1_send_draws();
     thin_raster_erase(&r);
 }

@@ -1,22 +1,32 @@
 // Thin points and lines on the CPU, pixel for pixel as GL draws them.
 #include "Morvane/gfx_opengl/web/thin_raster.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 
+static int bands_of(int height) { return (height + BAND_ROWS - 1) / BAND_ROWS; }
+
+// Only the drawn columns of each band are cleared.
 void thin_raster_erase(thin_raster *r)
 {
     const int *b = r->box;
-    for (int y = b[1]; y < b[3]; y++)
-        memset(r->rgba + ((size_t)y * r->width + b[0]) * 4, 0, (size_t)(b[2] - b[0]) * 4);
+    for (int band = b[1] / BAND_ROWS; b[3] > b[1] && band < bands_of(b[3]); band++) {
+        int *span = r->band_x + 2 * band;
+        int y1 = std::min((band + 1) * BAND_ROWS, r->height);
+        for (int y = band * BAND_ROWS; span[1] > span[0] && y < y1; y++)
+            memset(r->rgba + ((size_t)y * r->width + span[0]) * 4, 0, (size_t)(span[1] - span[0]) * 4);
+        span[0] = span[1] = 0;
+    }
     r->box[0] = r->box[1] = r->box[2] = r->box[3] = 0;
 }
 
 void thin_raster_resize(thin_raster *r, int width, int height)
 {
-    free(r->rgba);
+    thin_raster_release(r);
     r->rgba = (unsigned char *)calloc((size_t)width * height, 4);
+    r->band_x = (int *)calloc((size_t)bands_of(height) * 2, sizeof(int));
     r->width = width;
     r->height = height;
     r->clip[0] = r->clip[1] = 0;
@@ -25,11 +35,23 @@ void thin_raster_resize(thin_raster *r, int width, int height)
     r->box[0] = r->box[1] = r->box[2] = r->box[3] = 0;
 }
 
+void thin_raster_release(thin_raster *r)
+{
+    free(r->rgba);
+    free(r->band_x);
+    r->rgba = nullptr;
+    r->band_x = nullptr;
+}
+
 static void put(thin_raster *r, int x, int y, const unsigned char rgba[4])
 {
     if (x < r->clip[0] || y < r->clip[1] || x >= r->clip[2] || y >= r->clip[3]) return;
     unsigned char *p = r->rgba + ((size_t)y * r->width + x) * 4;
     p[0] = rgba[0], p[1] = rgba[1], p[2] = rgba[2], p[3] = 255;
+    int *span = r->band_x + 2 * (y / BAND_ROWS);
+    if (span[1] <= span[0]) span[0] = x, span[1] = x + 1;
+    else if (x < span[0]) span[0] = x;
+    else if (x >= span[1]) span[1] = x + 1;
     int *b = r->box;
     if (b[2] <= b[0]) {
         b[0] = x, b[1] = y, b[2] = x + 1, b[3] = y + 1;
