@@ -24,6 +24,17 @@ const char help_added_text[] = "Added keys:\nT: Toggle optics panel (tunes, beam
 
 int (*help_pump)() = pump_events;
 
+// In a page the pump's wait switches stacks, which the web build follows through direct
+// calls only (see Morvane's build), so there the page calls the pump itself.
+static int pump_for_help()
+{
+#ifdef __EMSCRIPTEN__
+    return pump_events();
+#else
+    return help_pump();
+#endif
+}
+
 void draw_help_page()
 {
     printtext(100, 90, "Key list:"sv, 0xFFFFFF);
@@ -42,7 +53,7 @@ void help_screen()
     // F1 is still down from opening the page: wait for it to go, then for Space. The frame
     // goes on with the snapshot of the last pump, so this Space press also counts there.
     while (key_held(VK_F1))
-        if (help_pump()) return;
+        if (pump_for_help()) return;
     while (!key_held(VK_SPACE))
-        if (help_pump()) return;
+        if (pump_for_help()) return;
 }
