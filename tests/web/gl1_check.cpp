@@ -1,6 +1,7 @@
 // GL 1.x behaviours that the web platform's own GL layer must keep, checked by reading pixels
-// back: a clear waits for the next draw yet keeps its order and its scissor box, and the
-// batches drawn on the CPU keep the depth test, shading, scissor box and far plane as GL does.
+// back: a clear waits for the next draw yet keeps its order and its scissor box, the batches
+// drawn on the CPU keep the depth test, shading, scissor box and far plane as GL does, and
+// draws in a row, which the layer joins when it can, keep their own state and textures.
 // The same program runs on the desktop's GL, which shows that the expectations are GL's.
 // Prints "ok: ..." or "FAIL: ..." a case, then "gl1 check: N failed"; exits with 1 on a failure.
 // In a page whose address has ?empty it shows empty frames instead (see empty_frames).
@@ -106,6 +107,61 @@ static bool points_beyond_the_far_plane_are_not_drawn()
     return pixel(10, 10) == 0 && pixel(11, 11) == 0xFFFFFF;
 }
 
+static void quad(float x0, float y0, float x1, float y1)
+{
+    glBegin(GL_QUADS);
+    glTexCoord2f(0, 0), glVertex2f(x0, y0);
+    glTexCoord2f(1, 0), glVertex2f(x1, y0);
+    glTexCoord2f(1, 1), glVertex2f(x1, y1);
+    glTexCoord2f(0, 1), glVertex2f(x0, y1);
+    glEnd();
+}
+
+// Draws one after another in the same place, each in its own blending and matrix.
+static bool each_draw_keeps_its_own_state()
+{
+    clear_to(0, 0, 0);
+    glColor3ub(255, 0, 0);
+    quad(10, 10, 30, 30);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_ONE, GL_ONE);
+    glColor3ub(0, 255, 0);
+    quad(10, 10, 30, 30);
+    glDisable(GL_BLEND);
+    glPushMatrix();
+    glScalef(4, 1, 1);   // x 40 to 120
+    glColor3ub(0, 0, 255);
+    quad(10, 10, 30, 30);
+    glPopMatrix();
+    return pixel(20, 20) == 0xFFFF00 && pixel(100, 20) == 0x0000FF;
+}
+
+// A texture changed between two draws: the first draw reads it as it was. Red | green texels
+// across a quad; magnified without blending, the pixel left of the middle is red.
+static bool a_draw_reads_the_texture_as_it_was()
+{
+    static const unsigned char red_green[6] = {255, 0, 0, 0, 255, 0}, blue[6] = {0, 0, 255, 0, 0, 255};
+    GLuint t = 0;
+    glGenTextures(1, &t);
+    glBindTexture(GL_TEXTURE_2D, t);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGB, 2, 1, 0, GL_RGB, GL_UNSIGNED_BYTE, red_green);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    clear_to(0, 0, 0);
+    glEnable(GL_TEXTURE_2D);
+    glColor3ub(255, 255, 255);
+    quad(10, 60, 30, 80);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    quad(40, 60, 60, 80);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGB, 2, 1, 0, GL_RGB, GL_UNSIGNED_BYTE, blue);
+    quad(70, 60, 90, 80);
+    glDisable(GL_TEXTURE_2D);
+    glDeleteTextures(1, &t);
+    return pixel(19, 70) == 0xFF0000 && pixel(49, 70) != 0xFF0000 && (pixel(49, 70) >> 8 & 255) > 0 &&
+           pixel(79, 70) == 0x0000FF;
+}
+
 #ifdef __EMSCRIPTEN__
 #include <emscripten.h>
 EM_JS(int, page_asks_for_empty_frames, (), { return new URLSearchParams(location.search).has("empty") ? 1 : 0; });
@@ -139,6 +195,8 @@ int main()
         {"many lines shade from one end's colour to the other's", lines_shade_from_end_to_end},
         {"many points keep to the scissor box", points_keep_to_the_scissor_box},
         {"many points beyond the far plane are not drawn", points_beyond_the_far_plane_are_not_drawn},
+        {"draws one after another keep their own blending and matrix", each_draw_keeps_its_own_state},
+        {"a draw reads a texture as it was, changed after it", a_draw_reads_the_texture_as_it_was},
     };
     int failed = 0;
     for (const auto &c : cases) {

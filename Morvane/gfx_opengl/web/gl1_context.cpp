@@ -1,6 +1,7 @@
 // The web GL layer's context and draw path: the canvas's WebGL 2 context with one shader pair,
 // the vertex stream, immediate mode and client arrays gathered into batches, each batch drawn
-// with the state of its time, and the swap. The canvas's own drawing buffer is the back
+// with the state of its time (batches in a row in the same state joined into one draw), and
+// the swap. The canvas's own drawing buffer is the back
 // buffer: the swap lets the page show it, and a clear waits for the next draw, so that a wait
 // in between shows no half-made frame.
 #include "Morvane/gfx_opengl/web/gl1_internal.h"
@@ -198,6 +199,7 @@ static EM_BOOL on_context_lost(int, const void *, void *) { return 1; }
 static EM_BOOL on_context_restored(int, const void *, void *)
 {
     emscripten_webgl_make_context_current(gl1.context);
+    gl1.pending.vertices.clear();
     gl1.thin_texture = 0;
     gl1.thin_texture_size[0] = gl1.thin_texture_size[1] = 0;
     make_pipeline();
@@ -310,6 +312,7 @@ static void make_pending_clear()
 
 void gl1_flush_drawing()
 {
+    gl1_send_pending_draw();
     make_pending_clear();
     gl1_show_thin();
 }
@@ -340,6 +343,62 @@ static bool drawable(GLenum mode)
     }
 }
 
+// What a draw reads beside the fixed-function state: mode, program, texture and matrix; zeroed
+// first, so that two keys compare byte for byte.
+static gl1_draw_key draw_key(GLenum mode)
+{
+    gl1_draw_key k;
+    memset(&k, 0, sizeof k);
+    k.mode = mode;
+    gl1_texture *t = gl1_bound_texture();
+    k.textured = gl1.s.texture_2d && t && t->named && t->rgba[0];
+    if (k.textured) k.texture = t->webgl, k.lod_bias = t->lod_bias;
+    gl1_matrix(k.matrix);
+    return k;
+}
+
+static bool same_draw_state(const gl1_attribs &a, const gl1_attribs &b)
+{
+    return a.blend == b.blend && a.blend_src_rgb == b.blend_src_rgb &&
+           a.blend_dst_rgb == b.blend_dst_rgb && a.blend_src_alpha == b.blend_src_alpha &&
+           a.blend_dst_alpha == b.blend_dst_alpha && a.blend_equation == b.blend_equation &&
+           a.depth_test == b.depth_test && a.depth_func == b.depth_func &&
+           a.depth_mask == b.depth_mask && a.scissor_test == b.scissor_test &&
+           memcmp(a.scissor, b.scissor, sizeof a.scissor) == 0 &&
+           memcmp(a.viewport, b.viewport, sizeof a.viewport) == 0 && a.point_size == b.point_size;
+}
+
+// Hands a draw to WebGL in the current state.
+static void issue_draw(const gl1_draw_key &k, const gl1_vertex *v, size_t count)
+{
+    apply_state();
+    const gl1_program &p = gl1_use_program(k.textured);
+    emscripten_glUniformMatrix4fv(p.u_matrix, 1, GL_FALSE, k.matrix);
+    emscripten_glUniform1f(p.u_point_size, gl1.s.point_size);
+    emscripten_glUniform1i(p.u_points, k.mode == GL_POINTS);
+    const int *view = gl1.s.viewport;
+    emscripten_glUniform4f(p.u_viewport, (float)view[0], (float)view[1], (float)view[2], (float)view[3]);
+    if (k.textured) {
+        emscripten_glBindTexture(GL_TEXTURE_2D, k.texture);
+        emscripten_glUniform1f(p.u_lod_bias, k.lod_bias);
+    }
+    emscripten_glDrawArrays(k.mode, gl1_stream_vertices(v, count), (GLsizei)count);
+    gl1_send_draws();
+}
+
+void gl1_send_pending_draw()
+{
+    gl1_pending_draw &d = gl1.pending;
+    if (d.vertices.empty()) return;
+    gl1_attribs now = gl1.s;
+    gl1.s = d.state;
+    issue_draw(d.key, d.vertices.data(), d.vertices.size());
+    gl1.s = now;
+    d.vertices.clear();
+}
+
+// A draw of independent primitives waits, to be joined by the next one made in the same
+// state with nothing drawn on the CPU in between (which shows before that next one).
 void gl1_draw(GLenum mode, const gl1_vertex *v, size_t count)
 {
     if (count == 0 || !drawable(mode)) return;
@@ -353,24 +412,22 @@ void gl1_draw(GLenum mode, const gl1_vertex *v, size_t count)
         mode = GL_TRIANGLE_STRIP;
     }
     if (count == 0) return;
-    gl1_flush_drawing();
-    apply_state();
-    float m[16];
-    gl1_matrix(m);
-    gl1_texture *t = gl1_bound_texture();
-    bool textured = gl1.s.texture_2d && t && t->named && t->rgba[0];
-    const gl1_program &p = gl1_use_program(textured);
-    emscripten_glUniformMatrix4fv(p.u_matrix, 1, GL_FALSE, m);
-    emscripten_glUniform1f(p.u_point_size, gl1.s.point_size);
-    emscripten_glUniform1i(p.u_points, mode == GL_POINTS);
-    const int *view = gl1.s.viewport;
-    emscripten_glUniform4f(p.u_viewport, (float)view[0], (float)view[1], (float)view[2], (float)view[3]);
-    if (textured) {
-        emscripten_glBindTexture(GL_TEXTURE_2D, t->webgl);
-        emscripten_glUniform1f(p.u_lod_bias, t->lod_bias);
+    const gl1_draw_key k = draw_key(mode);
+    gl1_pending_draw &d = gl1.pending;
+    const int *thin = gl1.thin.box;
+    if (!d.vertices.empty() && thin[2] <= thin[0] && memcmp(&k, &d.key, sizeof k) == 0 &&
+        same_draw_state(gl1.s, d.state)) {
+        d.vertices.insert(d.vertices.end(), v, v + count);
+        return;
     }
-    emscripten_glDrawArrays(mode, gl1_stream_vertices(v, count), (GLsizei)count);
-    gl1_send_draws();
+    gl1_flush_drawing();
+    if (mode == GL_TRIANGLES || mode == GL_LINES || mode == GL_POINTS) {
+        d.key = k;
+        d.state = gl1.s;
+        d.vertices.assign(v, v + count);
+        return;
+    }
+    issue_draw(k, v, count);
 }
 
 // ---------------------------------------------------------------------------------------

@@ -134,6 +134,22 @@ struct client_array {
     const void *pointer;
 };
 
+// A draw of independent triangles, lines or points not yet handed to WebGL: the next such
+// draw in the same state joins it, as one WebGL draw costs a CPU renderer about as much as
+// two hundred glyphs.
+struct gl1_draw_key {
+    GLenum mode;
+    int textured;
+    GLuint texture;
+    float lod_bias, matrix[16];
+};
+
+struct gl1_pending_draw {
+    gl1_draw_key key;
+    gl1_attribs state;
+    std::vector<gl1_vertex> vertices;   // empty: no draw pending
+};
+
 struct gl1_layer {
     bool open;
     bool unshown;                       // drawn since the canvas was last shown
@@ -163,6 +179,7 @@ struct gl1_layer {
     GLenum begin_mode;                  // the mode between glBegin and glEnd, or ~0u
     std::vector<gl1_vertex> vertices;   // gathered by glBegin/glEnd and glDrawArrays
     std::vector<gl1_vertex> triangles;  // quads turned into triangles
+    gl1_pending_draw pending;
     client_array vertex_array_state, colour_array, texcoord_array;
 };
 extern gl1_layer gl1;
@@ -177,9 +194,11 @@ void gl1_matrix(float m[16]);
 
 // gl1_context.cpp: the draw path.
 void gl1_draw(GLenum mode, const gl1_vertex *v, size_t count);
-// Makes a clear still pending and shows what the CPU drew: before anything else is drawn,
-// read or shown.
+// Makes a draw and a clear still pending and shows what the CPU drew: before anything else
+// is drawn, read or shown.
 void gl1_flush_drawing();
+// Hands a pending draw to WebGL: before a texture it may read changes.
+void gl1_send_pending_draw();
 // Puts vertices into the stream buffer; returns the index of the first.
 GLint gl1_stream_vertices(const gl1_vertex *v, size_t count);
 // Makes program 0 (plain) or 1 (textured) current, and returns it.

@@ -66,6 +66,7 @@ void glGenTextures(GLsizei n, GLuint *names)
 
 void glDeleteTextures(GLsizei n, const GLuint *names)
 {
+    gl1_send_pending_draw();
     for (int i = 0; i < n; i++) {
         if (names[i] == 0 || names[i] >= gl1.textures.size()) continue;
         gl1_texture &t = gl1.textures[names[i]];
@@ -86,7 +87,8 @@ void glTexParameteri(GLenum, GLenum name, GLint value)
     const GLenum *end = filter_and_wrap_names + 4, *kind = std::find(filter_and_wrap_names, end, name);
     if (kind == end) return gl1_unhandled("glTexParameteri", name);
     gl1_texture *t = gl1_bound_texture();
-    if (!t || !t->named) return;
+    if (!t || !t->named || t->filters_and_wraps[kind - filter_and_wrap_names] == value) return;
+    gl1_send_pending_draw();
     t->filters_and_wraps[kind - filter_and_wrap_names] = value;
     emscripten_glBindTexture(GL_TEXTURE_2D, t->webgl);
     emscripten_glTexParameteri(GL_TEXTURE_2D, name, value);
@@ -96,7 +98,7 @@ void glTexParameterf(GLenum target, GLenum name, GLfloat value)
 {
     gl1_texture *t = gl1_bound_texture();
     if (name != GL_TEXTURE_LOD_BIAS) glTexParameteri(target, name, (GLint)value);
-    else if (t) t->lod_bias = value;
+    else if (t) t->lod_bias = value;   // read by a draw when it is made, pending or not
 }
 
 // ---------------------------------------------------------------------------------------
@@ -106,6 +108,7 @@ void glTexParameterf(GLenum target, GLenum name, GLfloat value)
 static void store_level(gl1_texture *t, int level, int internal, int w, int h, GLenum format,
                         int c, const unsigned char *pixels, int alignment)
 {
+    gl1_send_pending_draw();
     free(t->rgba[level]);
     unsigned char *rgba = (unsigned char *)calloc((size_t)w * h, 4);
     for (int y = 0; y < h && pixels; y++) {

@@ -8,20 +8,25 @@
 
 // clang-format off
 // Module.hidden_ms: the time spent hidden so far; Module.hidden_since: when the page was
-// hidden, or -1 while it is visible.
+// hidden, or -1 while it is visible. Both the event and every reading of the clock bring them
+// up to date, so that a program that reads the clock in a loop, where the event cannot run,
+// sees it go on as soon as the page is shown.
 EM_JS(void, page_track_visibility, (), {
     Module.hidden_ms = 0;
-    Module.hidden_since = document.hidden ? performance.now() : -1;
-    document.addEventListener('visibilitychange', () => {
+    Module.hidden_since = -1;
+    Module.note_visibility = () => {
         const now = performance.now();
         if (document.hidden && Module.hidden_since < 0) Module.hidden_since = now;
         if (!document.hidden && Module.hidden_since >= 0) {
             Module.hidden_ms += now - Module.hidden_since;
             Module.hidden_since = -1;
         }
-    });
+    };
+    Module.note_visibility();
+    document.addEventListener('visibilitychange', Module.note_visibility);
 });
 EM_JS(double, page_visible_ms, (), {
+    Module.note_visibility();
     const now = performance.now();
     return now - Module.hidden_ms - (Module.hidden_since >= 0 ? now - Module.hidden_since : 0);
 });
