@@ -12,7 +12,7 @@ static int bands_of(int height) { return (height + BAND_ROWS - 1) / BAND_ROWS; }
 void thin_raster_erase(thin_raster *r)
 {
     const int *b = r->box;
-    for (int band = b[1] / BAND_ROWS; b[3] > b[1] && band < bands_of(b[3]); band++) {
+    for (int band = b[1] / BAND_ROWS; band * BAND_ROWS < b[3]; band++) {
         int *span = r->band_x + 2 * band;
         int y1 = std::min((band + 1) * BAND_ROWS, r->height);
         for (int y = band * BAND_ROWS; span[1] > span[0] && y < y1; y++)
