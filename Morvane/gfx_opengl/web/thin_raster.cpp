@@ -73,13 +73,30 @@ void thin_raster_point(thin_raster *r, float x, float y, const unsigned char rgb
     put(r, (int)sx, (int)sy, rgba);
 }
 
-// A line lights pixel (c, row) when it leaves the pixel's diamond, the set of points less
-// than half a pixel from the centre in x plus y. Along the major axis u, each column's
+// GL's rasteriser settles lines that run along pixel edges or end on a diamond's edge as if
+// each window position lay a hair lower and further left, x twice as far as y (measured
+// against Mesa). Along a line, u is the major axis and v the minor: the hair in each, in
+// units of the smaller.
+struct hair {
+    int u, v;
+};
+
+// Whether a point (du, dv) from a pixel's centre, taken the hair back, lies in the pixel's
+// diamond: the points less than half a pixel from the centre in u plus v.
+static bool in_diamond(double du, double dv, hair h)
+{
+    const double d = std::fabs(du) + std::fabs(dv);
+    if (d != 0.5) return d < 0.5;
+    return (du > 0 ? -h.u : h.u) + (dv > 0 ? -h.v : h.v) < 0;
+}
+
+// A line lights pixel (c, row) when it leaves the pixel's diamond. Along u, each column's
 // diamond is met where the line crosses the column's centre, or at the start when the line
 // starts inside it; the pixel is left out when the line ends inside the same diamond.
 static void line_along(thin_raster *r, double au, double av, double bu, double bv, bool u_is_x,
                        const unsigned char rgba[4])
 {
+    const hair h = u_is_x ? hair{2, 1} : hair{1, 2};
     const double slope = (bv - av) / (bu - au);
     const double lo = au < bu ? au : bu, hi = au < bu ? bu : au;
     double first = std::floor(lo) - 1, last = std::floor(hi) + 1;
@@ -89,13 +106,15 @@ static void line_along(thin_raster *r, double au, double av, double bu, double b
     for (double c = first; c <= last; c++) {
         const double cu = c + 0.5;
         double row;
-        if (cu >= lo && cu <= hi) {
-            row = std::floor(av + (cu - au) * slope);
+        if (cu >= lo && cu < hi) {   // the line, a hair back, crosses the column's centre
+            const double v = av + (cu - au) * slope;
+            row = std::floor(v);
+            if (v == row && slope * h.u - h.v < 0) row--;   // on a pixel edge, going below it
         } else {
-            row = std::floor(av);
-            if (std::fabs(au - cu) + std::fabs(av - (row + 0.5)) >= 0.5) continue;
+            row = std::ceil(av) - 1;
+            if (!in_diamond(au - cu, av - (row + 0.5), h)) continue;
         }
-        if (std::fabs(bu - cu) + std::fabs(bv - (row + 0.5)) < 0.5) continue;
+        if (in_diamond(bu - cu, bv - (row + 0.5), h)) continue;
         if (u_is_x) put(r, (int)c, (int)row, rgba);
         else put(r, (int)row, (int)c, rgba);
     }
