@@ -1,7 +1,8 @@
 // GL 1.x behaviours that the web platform's own GL layer must keep, checked by reading pixels
 // back: a clear waits for the next draw yet keeps its order and its scissor box, the batches
-// drawn on the CPU keep the depth test, shading, scissor box and far plane as GL does, and
-// draws in a row, which the layer joins when it can, keep their own state and textures.
+// drawn on the CPU keep the depth test, shading, scissor box and far plane as GL does, draws
+// in a row, which the layer joins when it can, keep their own state and textures, and frames
+// drawn on the CPU keep their depth when handed over and their own opening when it is reused.
 // The same program runs on the desktop's GL, which shows that the expectations are GL's.
 // Prints "ok: ..." or "FAIL: ..." a case, then "gl1 check: N failed"; exits with 1 on a failure.
 // In a page whose address has ?empty it shows empty frames instead (see empty_frames).
@@ -162,6 +163,44 @@ static bool a_draw_reads_the_texture_as_it_was()
            pixel(79, 70) == 0x0000FF;
 }
 
+static void filled_square(float x0, float y0, float x1, float y1, unsigned char r, unsigned char g, unsigned char b)
+{
+    glColor3ub(r, g, b);
+    quad(x0, y0, x1, y1);
+}
+
+// A square drawn, then one the depth test must cut where the first wrote depth at the same
+// depth: what was drawn, and the depth it wrote, both hold on (where a layer drawing frames on
+// the CPU hands the frame over for the second square).
+static bool depth_written_before_holds_after()
+{
+    clear_to(0, 0, 0);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_LESS);
+    filled_square(10, 10, 30, 30, 255, 0, 0);
+    filled_square(20, 20, 40, 40, 0, 255, 0);
+    glDisable(GL_DEPTH_TEST);
+    return pixel(15, 15) == 0xFF0000 && pixel(25, 25) == 0xFF0000 && pixel(35, 35) == 0x00FF00;
+}
+
+// Frames that open alike (a clear and a square, kept and drawn again from the last frame's
+// picture on the CPU) show their opening as drawn, never the last frame's later drawing; a
+// changed opening shows as changed.
+static bool a_frame_opening_as_the_last_shows_its_own_drawing()
+{
+    bool ok = true;
+    for (int frame = 0; frame < 3; frame++) {
+        end_frame(0);
+        clear_to(0, 0, 1);
+        filled_square(10, 10, 30, 30, frame < 2 ? 255 : 0, frame < 2 ? 0 : 255, 0);
+        white_points(100.5f + (float)frame, 100.5f, 3);   // ends the opening
+        ok = ok && pixel(20, 20) == (frame < 2 ? 0xFF0000u : 0x00FF00u) && pixel(50, 50) == 0x0000FF;
+        ok = ok && pixel(100 + frame, 100) == 0xFFFFFF;
+        for (int before = 0; before < frame; before++) ok = ok && pixel(100 + before, 100) == 0x0000FF;
+    }
+    return ok;
+}
+
 #ifdef __EMSCRIPTEN__
 #include <emscripten.h>
 EM_JS(int, page_asks_for_empty_frames, (), { return new URLSearchParams(location.search).has("empty") ? 1 : 0; });
@@ -197,9 +236,14 @@ int main()
         {"many points beyond the far plane are not drawn", points_beyond_the_far_plane_are_not_drawn},
         {"draws one after another keep their own blending and matrix", each_draw_keeps_its_own_state},
         {"a draw reads a texture as it was, changed after it", a_draw_reads_the_texture_as_it_was},
+        {"depth written before a draw that the depth test cuts holds", depth_written_before_holds_after},
+        {"frames that open as the last one show their own drawing", a_frame_opening_as_the_last_shows_its_own_drawing},
     };
     int failed = 0;
     for (const auto &c : cases) {
+        // Two swaps: the case starts a frame of its own, after a frame with no drawing.
+        end_frame(0);
+        end_frame(0);
         bool ok = c.check();
         failed += !ok;
         printf("%s: %s\n", ok ? "ok" : "FAIL", c.name);

@@ -202,19 +202,24 @@ static EM_BOOL on_context_restored(int, const void *, void *)
     gl1.pending.vertices.clear();
     gl1.thin_texture = 0;
     gl1.thin_texture_size[0] = gl1.thin_texture_size[1] = 0;
+    gl1.frame_texture = 0;
+    gl1.frame_texture_size[0] = gl1.frame_texture_size[1] = 0;
     make_pipeline();
     gl1_remake_textures();
     return 1;
 }
 
-// Where WebGL runs on the CPU (SwiftShader, llvmpipe, softpipe, WARP), thousands of
-// one-pixel points and lines cost it far more than the layer's own rasteriser; a GPU draws them
-// in well under a millisecond. The renderer's name tells which: the browsers asked here create
-// a context even with failIfMajorPerformanceCaveat on a software renderer, so that flag does
-// not. The name is the unmasked one where the browser masks RENDERER. ?thin=cpu or ?thin=webgl
-// in the page's address forces a path, to measure both.
+// Where WebGL runs on the CPU (SwiftShader, llvmpipe, softpipe, WARP), it costs far more to
+// fill a pixel or to draw one of thousands of one-pixel points and lines than the layer's own
+// drawing does; a GPU does either in well under a millisecond. So there whole frames are drawn
+// on the CPU where they can be ("frame"), and elsewhere WebGL draws everything ("webgl").
+// The renderer's name tells which: the browsers asked here create a context even with
+// failIfMajorPerformanceCaveat on a software renderer, so that flag does not. The name is the
+// unmasked one where the browser masks RENDERER. ?thin=frame, ?thin=cpu (only thin batches on
+// the CPU, into WebGL's frame) or ?thin=webgl in the page's address forces a path, to measure.
+// Returns 2 for frames, 1 for thin batches, 0 for WebGL.
 // clang-format off
-EM_JS(int, page_wants_cpu_thin, (), {
+EM_JS(int, page_drawing_path, (), {
     const gl = Module.canvas.getContext("webgl2");
     let name = gl ? String(gl.getParameter(gl.RENDERER)) : "";
     if (gl && /^webkit webgl$/i.test(name)) {
@@ -222,11 +227,11 @@ EM_JS(int, page_wants_cpu_thin, (), {
         if (info) name = String(gl.getParameter(info.UNMASKED_RENDERER_WEBGL));
     }
     const forced = new URLSearchParams(location.search).get("thin");
-    const cpu = forced === "cpu" || (forced !== "webgl" &&
-        /swiftshader|llvmpipe|softpipe|software|basic render driver/i.test(name));
+    const software = /swiftshader|llvmpipe|softpipe|software|basic render driver/i.test(name);
+    const path = ["frame", "cpu", "webgl"].includes(forced) ? forced : software ? "frame" : "webgl";
     Module.webgl_renderer = name;
-    Module.thin_path = cpu ? "cpu" : "webgl";
-    return cpu ? 1 : 0;
+    Module.thin_path = path;
+    return path === "frame" ? 2 : path === "cpu" ? 1 : 0;
 });
 // clang-format on
 
@@ -245,7 +250,10 @@ bool gl1_open(const char *canvas_selector, int width, int height)
     if (context <= 0 || emscripten_webgl_make_context_current(context) != EMSCRIPTEN_RESULT_SUCCESS)
         return false;
     gl1.context = context;
-    gl1.cpu_thin = page_wants_cpu_thin() != 0;
+    const int path = page_drawing_path();
+    gl1.cpu_thin = path >= 1;
+    gl1.cpu_frames = gl1.frame_on_cpu = gl1.frame_drawable = gl1.opening = path == 2;
+    gl1.depth_floor = -INFINITY;
     if (!make_pipeline()) return false;
     emscripten_set_webglcontextlost_callback(canvas_selector, nullptr, 1, on_context_lost);
     emscripten_set_webglcontextrestored_callback(canvas_selector, nullptr, 1, on_context_restored);
@@ -264,6 +272,7 @@ void gl1_present()
 {
     if (!gl1.open) return;
     gl1_flush_drawing();
+    gl1_frame_present();
     gl1.unshown = false;
     page_show_canvas();
     page_wait_until_shown();
@@ -295,18 +304,25 @@ static void apply_state()
     emscripten_glViewport(s.viewport[0], s.viewport[1], s.viewport[2], s.viewport[3]);
 }
 
-// The clear asked for last, made now with the state of its time.
-static void make_pending_clear()
+void gl1_webgl_clear(GLbitfield mask)
 {
-    if (!gl1.clear_mask) return;
-    gl1_attribs now = gl1.s;
-    gl1.s = gl1.clear_state;
     apply_state();
     const float *c = gl1.s.clear_colour;
     emscripten_glClearColor(c[0], c[1], c[2], c[3]);
     emscripten_glClearDepthf((float)gl1.s.clear_depth);
-    emscripten_glClear(gl1.clear_mask);
-    gl1.s = now;
+    emscripten_glClear(mask);
+}
+
+// The clear asked for last, made now with the state of its time.
+static void make_pending_clear()
+{
+    if (!gl1.clear_mask) return;
+    if (!gl1_frame_clear(gl1.clear_mask, gl1.clear_state)) {
+        gl1_attribs now = gl1.s;
+        gl1.s = gl1.clear_state;
+        gl1_webgl_clear(gl1.clear_mask);
+        gl1.s = now;
+    }
     gl1.clear_mask = 0;
 }
 
@@ -386,6 +402,28 @@ static void issue_draw(const gl1_draw_key &k, const gl1_vertex *v, size_t count)
     gl1_send_draws();
 }
 
+// Quads as WebGL draws them: separate quads as triangles (in gl1.triangles), a quad strip as a
+// triangle strip.
+static GLenum as_webgl_mode(GLenum mode, const gl1_vertex **v, size_t *count)
+{
+    if (mode == GL_QUADS) {
+        *count = quads_as_triangles(*v, *count);
+        *v = gl1.triangles.data();
+        return GL_TRIANGLES;
+    }
+    return mode == GL_QUAD_STRIP ? GL_TRIANGLE_STRIP : mode;
+}
+
+void gl1_webgl_draw(GLenum mode, const float matrix[16], const gl1_vertex *v, size_t count)
+{
+    mode = as_webgl_mode(mode, &v, &count);
+    gl1_draw_key k;
+    memset(&k, 0, sizeof k);
+    k.mode = mode;
+    memcpy(k.matrix, matrix, sizeof k.matrix);
+    if (count) issue_draw(k, v, count);
+}
+
 void gl1_send_pending_draw()
 {
     gl1_pending_draw &d = gl1.pending;
@@ -403,14 +441,12 @@ void gl1_draw(GLenum mode, const gl1_vertex *v, size_t count)
 {
     if (count == 0 || !drawable(mode)) return;
     gl1.unshown = true;
-    if (gl1.cpu_thin && gl1_draw_thin(mode, v, count)) return;
-    if (mode == GL_QUADS) {
-        count = quads_as_triangles(v, count);
-        v = gl1.triangles.data();
-        mode = GL_TRIANGLES;
-    } else if (mode == GL_QUAD_STRIP) {
-        mode = GL_TRIANGLE_STRIP;
+    if (gl1.cpu_frames) {
+        make_pending_clear();
+        if (gl1_frame_draw(mode, v, count)) return;
     }
+    if (gl1.cpu_thin && gl1_draw_thin(mode, v, count)) return;
+    mode = as_webgl_mode(mode, &v, &count);
     if (count == 0) return;
     const gl1_draw_key k = draw_key(mode);
     gl1_pending_draw &d = gl1.pending;

@@ -3,6 +3,7 @@
 // with, and the few functions one file offers the others.
 #pragma once
 
+#include "Morvane/gfx_opengl/web/frame_raster.h"
 #include "Morvane/gfx_opengl/web/thin_raster.h"
 
 #include <GL/gl.h>
@@ -46,6 +47,7 @@ void emscripten_glBufferSubData(GLenum, long, long, const void *);
 void emscripten_glClear(GLbitfield);
 void emscripten_glClearColor(GLfloat, GLfloat, GLfloat, GLfloat);
 void emscripten_glClearDepthf(GLfloat);
+void emscripten_glColorMask(GLboolean, GLboolean, GLboolean, GLboolean);
 void emscripten_glCompileShader(GLuint);
 GLuint emscripten_glCreateProgram();
 GLuint emscripten_glCreateShader(GLenum);
@@ -150,6 +152,17 @@ struct gl1_pending_draw {
     std::vector<gl1_vertex> vertices;   // empty: no draw pending
 };
 
+// A clear (mask not 0) or a draw in a frame drawn on the CPU, kept with its state: the depth
+// written, to be made again in WebGL if the frame moves there; the frame's first clears and
+// fills, to be drawn only when they differ from the last frame's.
+struct gl1_step {
+    GLbitfield mask;
+    GLenum mode;
+    gl1_attribs state;
+    float matrix[16];
+    std::vector<gl1_vertex> vertices;
+};
+
 struct gl1_layer {
     bool open;
     bool unshown;                       // drawn since the canvas was last shown
@@ -157,6 +170,19 @@ struct gl1_layer {
     gl1_attribs clear_state;
     EMSCRIPTEN_WEBGL_CONTEXT_HANDLE context;
     bool cpu_thin;                      // large thin batches drawn on the CPU (a software WebGL)
+    bool cpu_frames;                    // whole frames drawn on the CPU where they can be
+    bool frame_on_cpu;                  // this frame is drawn on the CPU so far
+    bool frame_drawable;                // every draw of this frame could be drawn on the CPU
+    frame_raster frame;                 // ... the frame
+    std::vector<frame_vertex> frame_vertices;
+    double depth_floor;                 // no depth in the depth buffer is below this
+    std::vector<gl1_step> depth_steps;
+    bool opening;                       // the frame so far is clears and plain fills, kept undrawn
+    std::vector<gl1_step> opening_steps;
+    std::vector<unsigned char> opening_bytes;   // the last drawn opening, as bytes
+    unsigned char *opening_picture;     // ... and the frame it made
+    GLuint frame_texture;               // a frame moving to WebGL goes there through this
+    int frame_texture_size[2];
     thin_raster thin;                   // thin points and lines drawn on the CPU, not yet shown
     GLuint thin_texture;                // ... and the texture that shows them
     int thin_texture_size[2];
@@ -205,6 +231,12 @@ GLint gl1_stream_vertices(const gl1_vertex *v, size_t count);
 const gl1_program &gl1_use_program(int which);
 void gl1_send_draws();
 
+// Hands a clear, or a draw with a matrix of its own, to WebGL at once in the current state.
+void gl1_webgl_clear(GLbitfield mask);
+void gl1_webgl_draw(GLenum mode, const float matrix[16], const gl1_vertex *v, size_t count);
+// Puts width x height pixels (top row first) over the whole canvas, blending nothing.
+void gl1_put_picture(const unsigned char *rgba, int width, int height);
+
 // gl1_textures.cpp: the bound texture, or nullptr; every named texture made again in WebGL
 // from its copy.
 gl1_texture *gl1_bound_texture();
@@ -214,3 +246,17 @@ void gl1_remake_textures();
 // WebGL), and shows what the CPU drew.
 bool gl1_draw_thin(GLenum mode, const gl1_vertex *v, size_t count);
 void gl1_show_thin();
+// Draws points, or separate lines, into the thin picture.
+void gl1_thin_into_picture(GLenum mode, const gl1_vertex *v, size_t count, const float m[16]);
+// A vertex's window position under an affine matrix, as the GPU computes it.
+void gl1_window_position(const float m[16], const gl1_vertex &v, float *x, float *y);
+// The pixels a draw may reach: the viewport and the scissor box, inside the canvas.
+void gl1_clip_box(int width, int height, int clip[4]);
+
+// frame_path.cpp: the frame drawn on the CPU. A draw or a clear it made says true; a draw it
+// cannot make moves the frame to WebGL first. The swap shows the frame; a read reads it.
+bool gl1_frame_draw(GLenum mode, const gl1_vertex *v, size_t count);
+bool gl1_frame_clear(GLbitfield mask, const gl1_attribs &state);
+void gl1_frame_present();
+void gl1_frame_to_webgl();
+bool gl1_frame_read(int x, int y, int w, int h, unsigned char *rgba);

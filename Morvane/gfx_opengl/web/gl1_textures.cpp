@@ -191,7 +191,7 @@ void glReadPixels(GLint x, GLint y, GLsizei w, GLsizei h, GLenum format, GLenum,
     if (w <= 0 || h <= 0 || !c) return;
     gl1_flush_drawing();
     unsigned char *rgba = (unsigned char *)malloc((size_t)w * h * 4);
-    emscripten_glReadPixels(x, y, w, h, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
+    if (!gl1_frame_read(x, y, w, h, rgba)) emscripten_glReadPixels(x, y, w, h, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
     for (int row = 0; row < h; row++) {
         const unsigned char *p = rgba + (size_t)row * w * 4;
         unsigned char *q = (unsigned char *)pixels + (size_t)padded_row_bytes(w, c, gl1.pack_alignment) * row;

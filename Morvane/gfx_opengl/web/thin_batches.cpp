@@ -19,7 +19,7 @@ static bool within_depth(const float m[16], const gl1_vertex &v)
 
 // Window position of a vertex under an affine matrix (w stays 1), as the GPU computes it in
 // single precision.
-static void window_position(const float m[16], const gl1_vertex &v, float *x, float *y)
+void gl1_window_position(const float m[16], const gl1_vertex &v, float *x, float *y)
 {
     float cx = m[0] * v.x + m[4] * v.y + m[8] * v.z + m[12];
     float cy = m[1] * v.x + m[5] * v.y + m[9] * v.z + m[13];
@@ -71,6 +71,11 @@ void gl1_show_thin()
     const int *b = r.box;
     int w = b[2] - b[0], h = b[3] - b[1];
     if (w <= 0 || h <= 0) return;
+    if (gl1.frame_on_cpu) {
+        frame_raster_put_thin(&gl1.frame, r);
+        thin_raster_erase(&r);
+        return;
+    }
     size_thin_texture(r);
     // The box is read straight out of the whole picture, a row being the picture's width.
     emscripten_glBindTexture(GL_TEXTURE_2D, gl1.thin_texture);
@@ -116,22 +121,48 @@ static bool cpu_draws_like_gl(GLenum mode, const gl1_vertex *v, size_t count, co
     return true;
 }
 
-// The picture as large as the canvas, its clip the viewport and the scissor box.
+void gl1_clip_box(int width, int height, int clip[4])
+{
+    const gl1_attribs &s = gl1.s;
+    const int *vp = s.viewport;
+    int c[4] = {vp[0], vp[1], vp[0] + vp[2], vp[1] + vp[3]};
+    if (s.scissor_test) {
+        const int *sc = s.scissor;
+        c[0] = std::max(c[0], sc[0]), c[1] = std::max(c[1], sc[1]);
+        c[2] = std::min(c[2], sc[0] + sc[2]), c[3] = std::min(c[3], sc[1] + sc[3]);
+    }
+    clip[0] = std::max(c[0], 0), clip[1] = std::max(c[1], 0);
+    clip[2] = std::min(c[2], width), clip[3] = std::min(c[3], height);
+}
+
+// The picture as large as the canvas.
 static void prepare_picture(thin_raster &r)
 {
     int width = 0, height = 0;
     emscripten_webgl_get_drawing_buffer_size(gl1.context, &width, &height);
     if (width != r.width || height != r.height) thin_raster_resize(&r, width, height);
-    const gl1_attribs &s = gl1.s;
-    const int *vp = s.viewport;
-    int clip[4] = {vp[0], vp[1], vp[0] + vp[2], vp[1] + vp[3]};
-    if (s.scissor_test) {
-        const int *sc = s.scissor;
-        clip[0] = std::max(clip[0], sc[0]), clip[1] = std::max(clip[1], sc[1]);
-        clip[2] = std::min(clip[2], sc[0] + sc[2]), clip[3] = std::min(clip[3], sc[1] + sc[3]);
+    gl1_clip_box(width, height, r.clip);
+}
+
+void gl1_thin_into_picture(GLenum mode, const gl1_vertex *v, size_t count, const float m[16])
+{
+    thin_raster &r = gl1.thin;
+    prepare_picture(r);
+    float ax, ay, bx, by;
+    if (mode == GL_POINTS) {
+        for (size_t i = 0; i < count; i++) {
+            if (!within_depth(m, v[i])) continue;
+            gl1_window_position(m, v[i], &ax, &ay);
+            thin_raster_point(&r, ax, ay, v[i].rgba);
+        }
+        return;
     }
-    r.clip[0] = std::max(clip[0], 0), r.clip[1] = std::max(clip[1], 0);
-    r.clip[2] = std::min(clip[2], width), r.clip[3] = std::min(clip[3], height);
+    for (size_t i = 0; i + 1 < count; i += 2) {
+        if (!within_depth(m, v[i])) continue;
+        gl1_window_position(m, v[i], &ax, &ay);
+        gl1_window_position(m, v[i + 1], &bx, &by);
+        thin_raster_line(&r, ax, ay, bx, by, v[i].rgba);
+    }
 }
 
 bool gl1_draw_thin(GLenum mode, const gl1_vertex *v, size_t count)
@@ -139,22 +170,6 @@ bool gl1_draw_thin(GLenum mode, const gl1_vertex *v, size_t count)
     float m[16];
     gl1_matrix(m);
     if (!cpu_draws_like_gl(mode, v, count, m)) return false;
-    thin_raster &r = gl1.thin;
-    prepare_picture(r);
-    float ax, ay, bx, by;
-    if (mode == GL_POINTS) {
-        for (size_t i = 0; i < count; i++) {
-            if (!within_depth(m, v[i])) continue;
-            window_position(m, v[i], &ax, &ay);
-            thin_raster_point(&r, ax, ay, v[i].rgba);
-        }
-        return true;
-    }
-    for (size_t i = 0; i + 1 < count; i += 2) {
-        if (!within_depth(m, v[i])) continue;
-        window_position(m, v[i], &ax, &ay);
-        window_position(m, v[i + 1], &bx, &by);
-        thin_raster_line(&r, ax, ay, bx, by, v[i].rgba);
-    }
+    gl1_thin_into_picture(mode, v, count, m);
     return true;
 }
