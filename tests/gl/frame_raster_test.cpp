@@ -219,6 +219,12 @@ TEST(frame_raster, only_upright_magnified_rectangles_are_taken)
     EXPECT_FALSE(frame_texture_rect(slanted, 1.41f));
     frame_vertex turned[4] = {{10, 20, {}, 0, 0}, {18, 20, {}, 0, 8}, {18, 30, {}, 10, 8}, {10, 30, {}, 10, 0}};
     EXPECT_FALSE(frame_texture_rect(turned, 1.41f)) << "s along y";
+    frame_vertex crossed[4] = {{10, 20, {}, 0, 0}, {18, 30, {}, 8, 10}, {18, 20, {}, 8, 0}, {10, 30, {}, 0, 10}};
+    EXPECT_FALSE(frame_texture_rect(crossed, 1.41f)) << "corners not in turn";
+    frame_vertex three[4] = {{10, 20, {}, 0, 0}, {18, 20, {}, 8, 0}, {18, 30, {}, 8, 10}, {18, 20, {}, 8, 0}};
+    EXPECT_FALSE(frame_texture_rect(three, 1.41f)) << "three corners";
+    frame_vertex flat[4] = {{10, 20, {}, 0, 0}, {18, 20, {}, 8, 0}, {18, 20, {}, 8, 10}, {10, 20, {}, 0, 10}};
+    EXPECT_TRUE(frame_texture_rect(flat, 1.41f)) << "no area: nothing to draw";
 }
 
 TEST(frame_raster, the_thin_picture_goes_over_the_frame_where_drawn)

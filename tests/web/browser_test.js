@@ -404,6 +404,18 @@ async function loseContext(page, expect) {
   check(await savedFrame(page), 'context restored', expect);
 }
 
+// On this machine's software WebGL the layer draws whole frames on the CPU: the default start
+// and the KORA ring with its graphs, every frame of them.
+async function drawnOnTheCpu(page, what) {
+  const count = () => page.evaluate(() => [Module.frames_by_cpu || 0, Module.frames_by_webgl || 0]);
+  await frames(page, 2);
+  const before = await count();
+  await frames(page, 5);
+  const after = await count();
+  const [cpu, webgl] = [after[0] - before[0], after[1] - before[1]];
+  (cpu >= 3 && webgl === 0 ? pass : fail)(`${what} is drawn on the CPU (${cpu} frames, ${webgl} in WebGL)`);
+}
+
 async function playProgram(browser, base) {
   const page = await browser.newPage({ viewport: { width: W, height: H } });
   const errors = [];
@@ -419,6 +431,7 @@ async function playProgram(browser, base) {
   for (const step of steps) {
     if (step.key) await page.keyboard.press(step.key, { delay: 150 });
     check(await savedFrame(page), step.key || 'start', step.expect);
+    if (!step.key || step.key === 'a') await drawnOnTheCpu(page, step.key ? 'KORA with the graphs' : 'the default start');
   }
   // (the beam's own colours have changed since the luminous and graph steps: not those; nor the
   // highlight ring, which follows a particle that the scraper may since have taken, its place

@@ -1,4 +1,5 @@
-// Filled triangles, texel-for-pixel text and the thin-line picture drawn into a frame on the CPU.
+// Filled triangles, text from a magnified texture and the thin-line picture drawn into a frame on
+// the CPU.
 #include "Morvane/gfx_opengl/web/frame_raster.h"
 
 #include <algorithm>
@@ -269,6 +270,9 @@ struct texture_rect {
     float s0, s1, t0, t1;
 };
 
+// False unless the four corners go round the rectangle (each next to the last), s the same
+// at each left and each right corner and t at each bottom and top; a rectangle of no area
+// passes, to draw nothing.
 static bool rectangle_of(const frame_vertex v[4], texture_rect *r)
 {
     int64_t X[4], Y[4];
@@ -278,17 +282,25 @@ static bool rectangle_of(const frame_vertex v[4], texture_rect *r)
     }
     r->x0 = std::min({X[0], X[1], X[2], X[3]}), r->x1 = std::max({X[0], X[1], X[2], X[3]});
     r->y0 = std::min({Y[0], Y[1], Y[2], Y[3]}), r->y1 = std::max({Y[0], Y[1], Y[2], Y[3]});
+    if (r->x0 == r->x1 || r->y0 == r->y1) return true;
     float s_at[2] = {NAN, NAN}, t_at[2] = {NAN, NAN};
+    int corner[4], seen = 0;
     for (int i = 0; i < 4; i++) {
         if ((X[i] != r->x0 && X[i] != r->x1) || (Y[i] != r->y0 && Y[i] != r->y1)) return false;
+        corner[i] = (X[i] == r->x1) + 2 * (Y[i] == r->y1);
+        seen |= 1 << corner[i];
         float &s = s_at[X[i] == r->x1], &t = t_at[Y[i] == r->y1];
         if (std::isnan(s)) s = v[i].s;
         if (std::isnan(t)) t = v[i].t;
         if (s != v[i].s || t != v[i].t) return false;
     }
-    // each of x0 and x1 (y0 and y1) is held by two corners
+    for (int i = 0; i < 4; i++) {
+        const int step = corner[i] ^ corner[(i + 1) % 4];
+        if (step != 1 && step != 2) return false;
+    }
+    if (seen != 15) return false;
     for (float c : {s_at[0], s_at[1], t_at[0], t_at[1]})
-        if (!(std::fabs(c) < 1e6f)) return false;   // also each held by two corners
+        if (!(std::fabs(c) < 1e6f)) return false;
     r->s0 = s_at[0], r->s1 = s_at[1], r->t0 = t_at[0], r->t1 = t_at[1];
     return true;
 }
