@@ -121,7 +121,7 @@ struct edge {
 
 static edge make_edge(int64_t ax, int64_t ay, int64_t bx, int64_t by, int64_t row)
 {
-    edge e;
+    edge e = {};
     const int64_t dx = bx - ax, dy = by - ay;
     e.step_x = -dy * 256, e.step_y = dx * 256;
     e.k = dx * (row * 256 + 128 - ay) - dy * (128 - ax);
