@@ -318,6 +318,8 @@ static bool take(GLenum mode, const gl1_vertex *v, size_t count, bool draw)
 // ---------------------------------------------------------------------------------------
 // [SECTION] The frame's course
 
+static void frame_to_webgl();
+
 bool gl1_frame_draw(GLenum mode, const gl1_vertex *v, size_t count)
 {
     if (!gl1.cpu_frames) return false;
@@ -327,7 +329,7 @@ bool gl1_frame_draw(GLenum mode, const gl1_vertex *v, size_t count)
     }
     prepare_frame();
     if (take(mode, v, count, true)) return true;
-    gl1_frame_to_webgl();
+    frame_to_webgl();
     return false;
 }
 
@@ -382,9 +384,7 @@ static void clear_frame(GLbitfield mask, const gl1_attribs &state)
     if (!(mask & GL_COLOR_BUFFER_BIT)) return;
     clear_box(state, gl1.frame.width, gl1.frame.height, gl1.frame.clip);
     const float *c = state.clear_colour;
-    const unsigned char rgba[4] = {(unsigned char)lroundf(std::clamp(c[0], 0.0f, 1.0f) * 255),
-                                   (unsigned char)lroundf(std::clamp(c[1], 0.0f, 1.0f) * 255),
-                                   (unsigned char)lroundf(std::clamp(c[2], 0.0f, 1.0f) * 255), 255};
+    const unsigned char rgba[4] = {gl1_unit_to_byte(c[0]), gl1_unit_to_byte(c[1]), gl1_unit_to_byte(c[2]), 255};
     frame_raster_clear(&gl1.frame, rgba);
 }
 
@@ -471,7 +471,7 @@ void gl1_put_picture(const unsigned char *rgba, int width, int height)
 
 // The frame so far goes to WebGL as one picture over the whole canvas; the depth it wrote is
 // drawn again there with colours masked.
-void gl1_frame_to_webgl()
+static void frame_to_webgl()
 {
     end_opening();
     gl1_show_thin();

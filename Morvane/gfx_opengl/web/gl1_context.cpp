@@ -478,7 +478,7 @@ static gl1_vertex current_vertex(double x, double y, double z)
     return v;
 }
 
-static unsigned char unit_to_byte(double f)
+unsigned char gl1_unit_to_byte(double f)
 {
     f = f < 0 ? 0 : f > 1 ? 1 : f;
     return (unsigned char)lround(f * 255.0);
@@ -508,7 +508,7 @@ void glColor4ub(GLubyte r, GLubyte g, GLubyte b, GLubyte a)
 }
 
 void glColor3ub(GLubyte r, GLubyte g, GLubyte b) { glColor4ub(r, g, b, 255); }
-void glColor3f(GLfloat r, GLfloat g, GLfloat b) { glColor4ub(unit_to_byte(r), unit_to_byte(g), unit_to_byte(b), 255); }
+void glColor3f(GLfloat r, GLfloat g, GLfloat b) { glColor4ub(gl1_unit_to_byte(r), gl1_unit_to_byte(g), gl1_unit_to_byte(b), 255); }
 void glTexCoord2f(GLfloat s, GLfloat t) { gl1.s.texcoord[0] = s, gl1.s.texcoord[1] = t; }
 
 static client_array *array_of(GLenum kind)

@@ -225,6 +225,8 @@ void gl1_draw(GLenum mode, const gl1_vertex *v, size_t count);
 void gl1_flush_drawing();
 // Hands a pending draw to WebGL: before a texture it may read changes.
 void gl1_send_pending_draw();
+// A colour component in the unit range as a byte, as GL converts it.
+unsigned char gl1_unit_to_byte(double f);
 // Puts vertices into the stream buffer; returns the index of the first.
 GLint gl1_stream_vertices(const gl1_vertex *v, size_t count);
 // Makes program 0 (plain) or 1 (textured) current, and returns it.
@@ -258,5 +260,4 @@ void gl1_clip_box(int width, int height, int clip[4]);
 bool gl1_frame_draw(GLenum mode, const gl1_vertex *v, size_t count);
 bool gl1_frame_clear(GLbitfield mask, const gl1_attribs &state);
 void gl1_frame_present();
-void gl1_frame_to_webgl();
 bool gl1_frame_read(int x, int y, int w, int h, unsigned char *rgba);
